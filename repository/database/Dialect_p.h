@@ -1,0 +1,27 @@
+#pragma once
+
+#include <repository/database/DatabaseType.h>
+
+#include <QString>
+
+namespace Tolm::SQL {
+
+/// The text of the backend `type`, where the two need different ones; the null text for any other value.
+inline QString dialect(DatabaseType type, const QString &sqlite, const QString &postgreSql)
+{
+    switch (type) {
+    case DatabaseType::SQLite:
+        return sqlite;
+    case DatabaseType::PostgreSQL:
+        return postgreSql;
+    }
+    return {};
+}
+
+/// A text that serves both backends; the null text for any other value.
+inline QString dialect(DatabaseType type, const QString &both)
+{
+    return dialect(type, both, both);
+}
+
+} // namespace Tolm::SQL

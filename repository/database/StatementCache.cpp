@@ -1,0 +1,59 @@
+#include <repository/database/Placeholders_p.h>
+#include <repository/database/StatementCache_p.h>
+
+#include <algorithm>
+
+namespace Tolm::SQL {
+
+namespace {
+
+// Its result changes shape when a column is added: running it again then crashes inside the SQLite driver and fails on
+// PostgreSQL.
+bool readsUnnamedColumns(const QString &text)
+{
+    return text.contains(QLatin1String("select *"), Qt::CaseInsensitive);
+}
+
+} // namespace
+
+PreparedStatement::PreparedStatement(const QSqlQuery &unprepared, const QString &statementText)
+    : query(unprepared)
+    , text(statementText)
+    , placeholders(placeholdersOf(statementText))
+{}
+
+std::unique_ptr<PreparedStatement> StatementCache::take(const QString &text)
+{
+    const auto found = m_statements.find(text);
+    if (found == m_statements.end())
+        return nullptr;
+    std::unique_ptr<PreparedStatement> statement = std::move(found->second.statement);
+    m_statements.erase(found);
+    return statement;
+}
+
+void StatementCache::give(std::unique_ptr<PreparedStatement> statement)
+{
+    if (!statement->usable || statement->epoch != m_epoch || readsUnnamedColumns(statement->text))
+        return;
+    const QString text = statement->text;
+    m_statements.try_emplace(text, Idle{std::move(statement), ++m_clock});
+    if (size() > Capacity)
+        dropLongestUnused();
+}
+
+void StatementCache::clear()
+{
+    m_statements.clear();
+    ++m_epoch;
+}
+
+void StatementCache::dropLongestUnused()
+{
+    const auto oldest =
+        std::min_element(m_statements.begin(), m_statements.end(),
+                         [](const auto &left, const auto &right) { return left.second.since < right.second.since; });
+    m_statements.erase(oldest);
+}
+
+} // namespace Tolm::SQL

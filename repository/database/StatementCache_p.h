@@ -1,0 +1,67 @@
+#pragma once
+
+#include <QSqlQuery>
+#include <QString>
+#include <QVarLengthArray>
+#include <QVector>
+
+#include <memory>
+#include <unordered_map>
+
+namespace Tolm::SQL {
+
+/// For each column of a record class: where it stands in a statement (index of its placeholder, or position in the
+/// result), -1 where it does not. Known after the first use of a statement and kept with it.
+using ColumnIndexes = QVarLengthArray<int, 32>;
+
+/// A statement prepared on one connection, with what is found out about it once and not per row or value.
+struct PreparedStatement {
+    PreparedStatement(const QSqlQuery &unprepared, const QString &text);
+
+    QSqlQuery query;
+    QString text;
+    QVector<QString> placeholders;
+    bool usable = false; ///< prepared, and not failed since
+    quint64 epoch = 0;   ///< the cache's epoch when it was handed out
+    ColumnIndexes columnPlaceholders;
+    ColumnIndexes columnPositions;
+};
+
+/// The prepared statements of one connection by their text, because preparing is most of what a short statement costs.
+///
+/// A statement is moved out to its user and comes back reset, so it is never used twice at once and never left on a
+/// row. Only the connection's own thread may use it.
+class StatementCache {
+public:
+    static constexpr int Capacity = 96;
+
+    /// The idle statement of `text`, or null when there is none.
+    std::unique_ptr<PreparedStatement> take(const QString &text);
+
+    /// Takes a statement back. It is dropped when it failed, when it was prepared before the connection was opened
+    /// anew, when its text must not be kept, or when another one of the same text is here; the longest unused goes when
+    /// the cache is full.
+    void give(std::unique_ptr<PreparedStatement> statement);
+
+    /// Drops all statements, those in use as well as soon as they come back.
+    void clear();
+
+    /// A number that changes with every clear().
+    quint64 epoch() const { return m_epoch; }
+
+    int size() const { return static_cast<int>(m_statements.size()); }
+
+private:
+    struct Idle {
+        std::unique_ptr<PreparedStatement> statement;
+        quint64 since = 0;
+    };
+
+    void dropLongestUnused();
+
+    std::unordered_map<QString, Idle> m_statements;
+    quint64 m_clock = 0;
+    quint64 m_epoch = 1;
+};
+
+} // namespace Tolm::SQL
