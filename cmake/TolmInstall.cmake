@@ -27,9 +27,18 @@ write_basic_package_version_file("${PROJECT_BINARY_DIR}/TolmRepositoryConfigVers
 install(FILES "${PROJECT_BINARY_DIR}/TolmRepositoryConfig.cmake"
               "${PROJECT_BINARY_DIR}/TolmRepositoryConfigVersion.cmake" DESTINATION "${tolmPackageDir}")
 
-# An install folder may be given as an absolute path; then it does not hang below the prefix.
+# The file finds its prefix from where it lies, so that an installation may be moved; one whose folders are given as
+# absolute paths stays where it is.
+if(IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}")
+  set(pkgConfigPrefix "${CMAKE_INSTALL_PREFIX}")
+else()
+  file(RELATIVE_PATH pkgConfigPrefix "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" /)
+  string(REGEX REPLACE "/$" "" pkgConfigPrefix "${pkgConfigPrefix}")
+  set(pkgConfigPrefix "\${pcfiledir}/${pkgConfigPrefix}")
+endif()
 foreach(dir IN ITEMS LIBDIR INCLUDEDIR)
-  cmake_path(APPEND pkgConfig${dir} "\${prefix}" "${CMAKE_INSTALL_${dir}}")
+  set(pkgConfig${dir} "\${prefix}")
+  cmake_path(APPEND pkgConfig${dir} "${CMAKE_INSTALL_${dir}}")
 endforeach()
 configure_file("${CMAKE_CURRENT_LIST_DIR}/TolmRepository.pc.in" "${PROJECT_BINARY_DIR}/TolmRepository.pc" @ONLY)
 install(FILES "${PROJECT_BINARY_DIR}/TolmRepository.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
