@@ -62,6 +62,8 @@ public:
     void setBlockLevelBackup(bool blockLevelBackup) { m_blockLevelBackup = blockLevelBackup; }
 
 private:
+    struct Fields;
+
     QDateTime m_createDate;
     QString m_hostName;
     unsigned long long m_originalSize = 0;
