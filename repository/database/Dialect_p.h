@@ -18,6 +18,14 @@ inline QString dialect(DatabaseType type, const QString &sqlite, const QString &
     return {};
 }
 
+/// The same for texts that are kept.
+struct DialectText {
+    QString sqlite;
+    QString postgreSql;
+
+    const QString &of(DatabaseType type) const { return type == DatabaseType::PostgreSQL ? postgreSql : sqlite; }
+};
+
 /// A text that serves both backends; the null text for any other value.
 inline QString dialect(DatabaseType type, const QString &both)
 {
