@@ -9,7 +9,9 @@ QString SHARED::functions::files_operations::get_attrib_from_file(const QString 
         return {};
 
     while (!settings.atEnd()) {
-        const QString line = QString::fromUtf8(settings.readLine()).trimmed();
+        // Given a byte array alone, fromUtf8() ends at the first NUL.
+        const QByteArray bytes = settings.readLine();
+        const QString line = QString::fromUtf8(bytes.constData(), bytes.size()).trimmed();
         const int separator = line.indexOf(QLatin1Char('='));
         if (separator < 0 || line.startsWith(QLatin1Char('#')))
             continue;

@@ -27,9 +27,9 @@ namespace {
 
 using PlatformType = DiskImageMetaData::PlatformType;
 
-constexpr QLatin1String rootName("DiskImageMetaData");
-constexpr QLatin1String encodingName("encoding");
-constexpr QLatin1String base64Name("base64");
+const QLatin1String rootName("DiskImageMetaData");
+const QLatin1String encodingName("encoding");
+const QLatin1String base64Name("base64");
 
 /// Whether an XML 1.0 document carries the text unchanged: production [2] "Char" of https://www.w3.org/TR/xml/, without
 /// the carriage return, which readers turn into a line feed.
@@ -111,7 +111,8 @@ bool read(QXmlStreamReader &xml, QString &value)
     if (encoding.isEmpty())
         return true;
     const auto decoded = QByteArray::fromBase64Encoding(value.toLatin1(), QByteArray::AbortOnBase64DecodingErrors);
-    value = QString::fromUtf8(*decoded);
+    // Given a byte array alone, fromUtf8() ends at the first NUL.
+    value = QString::fromUtf8((*decoded).constData(), (*decoded).size());
     return encoding == base64Name && decoded;
 }
 
