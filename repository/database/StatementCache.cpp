@@ -20,7 +20,20 @@ PreparedStatement::PreparedStatement(const QSqlQuery &unprepared, const QString 
     : query(unprepared)
     , text(statementText)
     , placeholders(placeholdersOf(statementText))
+    , cacheable(!readsUnnamedColumns(statementText))
 {}
+
+std::size_t StatementCache::SampleHash::operator()(const QString &text) const noexcept
+{
+    constexpr int Samples = 16;
+    const int size = text.size();
+    std::size_t hash = static_cast<std::size_t>(size);
+    for (int i = 0; i < Samples && i < size; ++i) {
+        hash = hash * 31 + text.at(size - 1 - i).unicode();
+        hash = hash * 31 + text.at(size / Samples * i).unicode();
+    }
+    return hash;
+}
 
 std::unique_ptr<PreparedStatement> StatementCache::take(const QString &text)
 {
@@ -34,7 +47,7 @@ std::unique_ptr<PreparedStatement> StatementCache::take(const QString &text)
 
 void StatementCache::give(std::unique_ptr<PreparedStatement> statement)
 {
-    if (!statement->usable || statement->epoch != m_epoch || readsUnnamedColumns(statement->text))
+    if (!statement->usable || statement->epoch != m_epoch || !statement->cacheable)
         return;
     const QString text = statement->text;
     m_statements.try_emplace(text, Idle{std::move(statement), ++m_clock});

@@ -22,6 +22,7 @@ struct PreparedStatement {
     QString text;
     QVector<QString> placeholders;
     bool usable = false; ///< prepared, and not failed since
+    bool cacheable;      ///< its text may be kept
     quint64 epoch = 0;   ///< the cache's epoch when it was handed out
     ColumnIndexes columnPlaceholders;
     ColumnIndexes columnPositions;
@@ -52,6 +53,12 @@ public:
     int size() const { return static_cast<int>(m_statements.size()); }
 
 private:
+    // Texts are long and mostly differ in size or near their ends: a sample tells them apart, and comparing one that is
+    // the same literal costs nothing.
+    struct SampleHash {
+        std::size_t operator()(const QString &text) const noexcept;
+    };
+
     struct Idle {
         std::unique_ptr<PreparedStatement> statement;
         quint64 since = 0;
@@ -59,7 +66,7 @@ private:
 
     void dropLongestUnused();
 
-    std::unordered_map<QString, Idle> m_statements;
+    std::unordered_map<QString, Idle, SampleHash> m_statements;
     quint64 m_clock = 0;
     quint64 m_epoch = 1;
 };
