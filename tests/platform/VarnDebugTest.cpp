@@ -12,10 +12,12 @@ using Tolm::Tests::LogRecord;
 namespace {
 
 class VarnDebugTest : public testing::Test {
-protected:
+public:
     VarnDebugTest() { QLoggingCategory::setFilterRules(QStringLiteral("SQL.debug=true\nSQL.info=true")); }
     ~VarnDebugTest() override { QLoggingCategory::setFilterRules(QString()); }
+    Q_DISABLE_COPY_MOVE(VarnDebugTest)
 
+protected:
     QStringList texts() const
     {
         QStringList texts;
@@ -114,7 +116,8 @@ TEST_F(VarnDebugTest, TheRecordGoesOutOnceWhenTheLastOwnerGoes)
         Varn::VarnStream first = m_log.info();
         first << "a";
         Varn::VarnStream second = std::move(first);
-        first << "lost"; // NOLINT(bugprone-use-after-move): a moved-from stream must take it and drop it
+        // A moved-from stream must take it and drop it.
+        first << "lost"; // NOLINT(bugprone-use-after-move, clang-analyzer-cplusplus.Move)
         second << "b";
         EXPECT_TRUE(texts().isEmpty());
     }

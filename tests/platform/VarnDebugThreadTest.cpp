@@ -15,6 +15,7 @@ TEST(VarnDebugThreadTest, OneLogServesManyThreads)
     constexpr int perThread = 500;
 
     std::vector<std::thread> threads;
+    threads.reserve(threadCount);
     for (int thread = 0; thread < threadCount; ++thread) {
         threads.emplace_back([thread] {
             for (int i = 0; i < perThread; ++i)
