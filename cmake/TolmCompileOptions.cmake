@@ -9,6 +9,11 @@ if(NOT CMAKE_CXX_COMPILER_LAUNCHER)
   endif()
 endif()
 
+# Written out even where the compiler's own default would do: the linter is another compiler with another default.
+set(CMAKE_CXX_STANDARD 17)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+
 if(PROJECT_IS_TOP_LEVEL)
   if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
     set(CMAKE_BUILD_TYPE RelWithDebInfo CACHE STRING "Build type" FORCE)
@@ -17,7 +22,6 @@ if(PROJECT_IS_TOP_LEVEL)
 endif()
 
 add_library(tolmCompileOptions INTERFACE)
-target_compile_features(tolmCompileOptions INTERFACE cxx_std_17)
 target_compile_options(
   tolmCompileOptions
   INTERFACE -Wall
@@ -25,6 +29,7 @@ target_compile_options(
             -Wpedantic
             -Wshadow
             -Wnon-virtual-dtor
+            -Wdeprecated-copy-dtor
             -Woverloaded-virtual
             -Wconversion
             -Wformat=2
