@@ -227,6 +227,16 @@ QList<QSharedPointer<CloudFileVersion>> CloudFileVersion::selectUploaded(quint64
     return selectAll<CloudFileVersion>(statement, Columns::Table).list;
 }
 
+ResultList<CloudFileVersion> CloudFileVersion::selectByIds(const QVector<quint64> &ids, DatabaseConnection &connection)
+{
+    QStringList numbers;
+    for (const quint64 id : ids)
+        numbers.append(QString::number(id));
+    Statement statement(connection,
+                        columnList() + QStringLiteral("where id in (%1)").arg(numbers.join(QLatin1Char(','))));
+    return selectAll<CloudFileVersion>(statement, Columns::Table);
+}
+
 bool CloudFileVersion::select(quint64 fileId, const QDateTime &dateModified, int attributes,
                               DatabaseConnection &connection)
 {

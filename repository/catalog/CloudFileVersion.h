@@ -1,6 +1,7 @@
 #pragma once
 
 #include <repository/database/DatabaseConnection.h>
+#include <repository/database/Result.h>
 
 #include <platform/TolmExport.h>
 
@@ -9,6 +10,7 @@
 #include <QList>
 #include <QSharedPointer>
 #include <QString>
+#include <QVector>
 
 class QSqlQuery;
 
@@ -138,7 +140,11 @@ public:
     bool init(QSqlQuery &query);
 
 private:
+    friend class CheckCloudFiles4Purge;
     struct Columns;
+
+    // The versions of some hundred ids in one statement, in no particular order; those whose row is gone are left out.
+    static ResultList<CloudFileVersion> selectByIds(const QVector<quint64> &ids, DatabaseConnection &connection);
 
     quint64 m_id = 0;
     quint64 m_fileId = 0;

@@ -14,13 +14,21 @@ bool readsUnnamedColumns(const QString &text)
     return text.contains(QLatin1String("select *"), Qt::CaseInsensitive);
 }
 
+// Longer ones hold a list of ids and never come again; they would only push out those that do.
+constexpr int LongestText = 2048;
+
+bool mayBeKept(const QString &text)
+{
+    return text.size() <= LongestText && !readsUnnamedColumns(text);
+}
+
 } // namespace
 
 PreparedStatement::PreparedStatement(const QSqlQuery &unprepared, const QString &statementText)
     : query(unprepared)
     , text(statementText)
     , placeholders(placeholdersOf(statementText))
-    , cacheable(!readsUnnamedColumns(statementText))
+    , cacheable(mayBeKept(statementText))
 {}
 
 std::size_t StatementCache::SampleHash::operator()(const QString &text) const noexcept
