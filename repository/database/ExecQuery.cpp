@@ -1,7 +1,6 @@
 #include <repository/database/ExecQuery.h>
 #include <repository/database/FailureReport_p.h>
 #include <repository/database/Log_p.h>
-#include <repository/database/Placeholders_p.h>
 #include <repository/database/ResultCode.h>
 #include <repository/database/SQLiteResultCodes.h>
 #include <repository/database/Timing_p.h>
@@ -12,6 +11,7 @@
 #include <QSqlQuery>
 #include <QThread>
 #include <QVariant>
+#include <QVector>
 
 namespace Tolm::SQL {
 
@@ -46,7 +46,8 @@ ExecQuery::ExecQuery(QSqlQuery &query, const QString &text)
 
 int ExecQuery::exec()
 {
-    if (!m_query.driver() || m_query.driver()->dbmsType() == QSqlDriver::UnknownDbms) {
+    // A closed connection fails without an error, which would read as success.
+    if (!m_query.driver() || !m_query.driver()->isOpen()) {
         log().error() << "Error on exec sql query: no database connection";
         return ResultCode::Error;
     }
@@ -88,18 +89,16 @@ bool ExecQuery::attempt()
 bool ExecQuery::prepareAgain()
 {
     const QString text = m_query.lastQuery();
-    const QVector<QString> placeholders = placeholdersOf(text);
     const QMap<QString, QVariant> named = m_query.boundValues();
     QVector<QVariant> positional;
-    for (int position = 0; placeholders.isEmpty() && position < named.size(); ++position)
+    for (int position = 0; position < named.size(); ++position)
         positional.append(m_query.boundValue(position));
 
     m_prepared = m_query.prepare(text);
-    for (const QString &placeholder : placeholders) {
-        if (named.contains(placeholder))
-            m_query.bindValue(placeholder, named.value(placeholder));
-    }
-    for (int position = 0; position < positional.size(); ++position)
+    for (auto value = named.begin(); value != named.end(); ++value)
+        m_query.bindValue(value.key(), value.value());
+    // Values that were bound by position come under names which the text does not have, and so were not taken.
+    for (int position = 0; m_query.boundValues().size() < named.size() && position < positional.size(); ++position)
         m_query.bindValue(position, positional.at(position));
     return m_prepared;
 }

@@ -33,10 +33,8 @@ public:
     /// locked or read-only; PostgreSQL on every error.
     ///
     /// - done: 0;
-    /// - failed: the ResultCode, and the query's lastError() says the rest; 10 when the fourth attempt failed on an
-    /// error that is
-    ///   tried again;
-    /// - refused: 2 when the query has no connection at all.
+    /// - failed: the ResultCode, and the query's lastError() says the rest; 10 when the fourth attempt failed too;
+    /// - refused: 2, at once, when the query has no connection or a closed one.
     int exec();
 
     /// Reports the attempt that `timer` measured as slow when it has run for more than 10 s.

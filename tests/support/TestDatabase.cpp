@@ -7,6 +7,8 @@
 #include <QSqlRecord>
 #include <QUuid>
 
+#include <algorithm>
+
 namespace Tolm::Tests {
 
 namespace {
@@ -70,6 +72,13 @@ std::vector<SQL::DatabaseType> backends()
     std::vector<SQL::DatabaseType> types{SQL::DatabaseType::SQLite};
     if (!server().host.isEmpty())
         types.push_back(SQL::DatabaseType::PostgreSQL);
+    return types;
+}
+
+std::vector<SQL::DatabaseType> backend(SQL::DatabaseType type)
+{
+    std::vector<SQL::DatabaseType> types = backends();
+    types.erase(std::remove_if(types.begin(), types.end(), [type](auto other) { return other != type; }), types.end());
     return types;
 }
 

@@ -18,6 +18,9 @@ namespace Tolm::Tests {
 /// The backends that the suite runs on: SQLite, and PostgreSQL when the test script has started a server.
 std::vector<SQL::DatabaseType> backends();
 
+/// `type` alone when the suite runs on it, else nothing.
+std::vector<SQL::DatabaseType> backend(SQL::DatabaseType type);
+
 /// For INSTANTIATE_TEST_SUITE_P.
 std::string backendName(const testing::TestParamInfo<SQL::DatabaseType> &info);
 
@@ -82,3 +85,13 @@ protected:
 /// Runs the suite, a DatabaseTest, on every backend.
 #define TOLM_TEST_ON_EVERY_BACKEND(Suite)                                                                              \
     INSTANTIATE_TEST_SUITE_P(Backends, Suite, testing::ValuesIn(Tolm::Tests::backends()), Tolm::Tests::backendName)
+
+/// For suites about what only one of them does.
+#define TOLM_TEST_ON_SQLITE(Suite)                                                                                     \
+    INSTANTIATE_TEST_SUITE_P(Backends, Suite,                                                                          \
+                             testing::ValuesIn(Tolm::Tests::backend(Tolm::SQL::DatabaseType::SQLite)),                 \
+                             Tolm::Tests::backendName)
+#define TOLM_TEST_ON_POSTGRESQL(Suite)                                                                                 \
+    INSTANTIATE_TEST_SUITE_P(Backends, Suite,                                                                          \
+                             testing::ValuesIn(Tolm::Tests::backend(Tolm::SQL::DatabaseType::PostgreSQL)),             \
+                             Tolm::Tests::backendName)
