@@ -1,6 +1,6 @@
 #include <tests/support/LogCapture.h>
 
-#include <QMutexLocker>
+#include <algorithm>
 
 namespace Tolm::Tests {
 
@@ -25,13 +25,13 @@ LogCapture::~LogCapture()
 
 void LogCapture::receive(QtMsgType type, const QMessageLogContext &context, const QString &text)
 {
-    const QMutexLocker lock(&current->m_mutex);
+    const std::lock_guard lock(current->m_mutex);
     current->m_records.append({type, QString::fromLatin1(context.category), text});
 }
 
 QVector<LogRecord> LogCapture::records() const
 {
-    const QMutexLocker lock(&m_mutex);
+    const std::lock_guard lock(m_mutex);
     QVector<LogRecord> records;
     for (const LogRecord &record : m_records) {
         if (record.category == QLatin1String("SQL"))
@@ -53,7 +53,7 @@ QStringList LogCapture::texts(QtMsgType type, const QString &part) const
 
 bool LogCapture::mentions(const QString &part) const
 {
-    const QMutexLocker lock(&m_mutex);
+    const std::lock_guard lock(m_mutex);
     return std::any_of(m_records.begin(), m_records.end(),
                        [&part](const LogRecord &record) { return record.text.contains(part); });
 }
@@ -65,7 +65,7 @@ QString LogCapture::complaints() const
 
 void LogCapture::clear()
 {
-    const QMutexLocker lock(&m_mutex);
+    const std::lock_guard lock(m_mutex);
     m_records.clear();
 }
 

@@ -1,9 +1,10 @@
 #pragma once
 
-#include <QMutex>
 #include <QString>
 #include <QStringList>
 #include <QVector>
+
+#include <mutex>
 
 namespace Tolm::Tests {
 
@@ -38,7 +39,7 @@ public:
 private:
     static void receive(QtMsgType type, const QMessageLogContext &context, const QString &text);
 
-    mutable QMutex m_mutex;
+    mutable std::mutex m_mutex; // one that the race detector sees
     QVector<LogRecord> m_records;
     QtMessageHandler m_previous;
 };
