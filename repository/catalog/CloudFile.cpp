@@ -240,9 +240,11 @@ bool CloudFile::delete_(bool withVersions, DatabaseConnection &connection)
         for (const QSharedPointer<CloudFileVersion> &version : versions)
             version->delete_(false, connection);
     }
-    Statement statement(connection, QStringLiteral("delete from cloud_files where id = :id"));
-    if (statement.bind(":id", m_id).exec() != ResultCode::Ok)
-        return false;
+    {
+        Statement statement(connection, QStringLiteral("delete from cloud_files where id = :id"));
+        if (statement.bind(":id", m_id).exec() != ResultCode::Ok)
+            return false;
+    }
 
     if (!CloudFolder::isEmpty(m_parentId, connection)) {
         log().debug() << "SQL::CloudFile: path is not empty, file path:" << m_localPath;

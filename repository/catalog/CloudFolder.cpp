@@ -211,9 +211,11 @@ QString CloudFolder::selectPath(DatabaseConnection &connection)
 
 bool CloudFolder::delete_(bool removeEmptyParents, DatabaseConnection &connection)
 {
-    Statement statement(connection, QStringLiteral("delete from cloud_folders where id = :id"));
-    if (statement.bind(":id", m_id).exec() != ResultCode::Ok)
-        return false;
+    {
+        Statement statement(connection, QStringLiteral("delete from cloud_folders where id = :id"));
+        if (statement.bind(":id", m_id).exec() != ResultCode::Ok)
+            return false;
+    }
     if (!removeEmptyParents || !isEmpty(m_parentId, connection))
         return true;
     const auto parent = selectByFolderId(m_parentId, connection);
