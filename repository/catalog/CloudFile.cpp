@@ -13,8 +13,8 @@ struct CloudFile::Columns {
         column<Stored::RequiredText>("local_path", &CloudFile::m_localPath),             //
         column<Stored::Number>("parent_id", &CloudFile::m_parentId),                     //
         column<Stored::Utf8>("cloud_path", &CloudFile::m_cloudPath),                     //
-        column<Stored::Text>("file_name", &CloudFile::m_name),                           //
-        column<Stored::Text>("display_name", &CloudFile::m_displayName),                 //
+        column<Stored::RequiredText>("file_name", &CloudFile::m_name),                   //
+        column<Stored::RequiredText>("display_name", &CloudFile::m_displayName),         //
         column<Stored::Number>("size", &CloudFile::m_size),                              //
         column<Stored::Number>("original_size", &CloudFile::m_originalSize),             //
         column<Stored::DateNumber>("date_modified_utc", &CloudFile::m_dateModified),     //
