@@ -96,7 +96,7 @@ struct Utf8 {
     }
 };
 
-/// Opaque bytes; null is NULL.
+/// Opaque bytes; null is NULL. An empty array reads back as null: SQLite's driver does not tell the two apart.
 struct Bytes {
     template <class T>
     static QVariant store(const T &bytes, DatabaseType /*type*/)
@@ -107,7 +107,8 @@ struct Bytes {
     template <class T>
     static T load(const QVariant &stored)
     {
-        return stored.toByteArray();
+        const QByteArray bytes = stored.toByteArray();
+        return bytes.isEmpty() ? QByteArray() : bytes;
     }
 };
 
