@@ -1,0 +1,47 @@
+#include <repository/database/Statement_p.h>
+#include <repository/generation/BlockIdGenerator.h>
+#include <repository/generation/SchemaPrefix_p.h>
+
+#include <QVersionNumber>
+
+namespace Tolm::SQL::Generation {
+
+QString BlockIdGenerator::createTable(const QString &schemaName)
+{
+    static const SchemaText text(
+        QStringLiteral("CREATE TABLE %1block_id_generator (id INTEGER PRIMARY KEY AUTOINCREMENT)"));
+    return text.of(schemaName);
+}
+
+QStringList BlockIdGenerator::createIndex(const QString & /*schemaName*/)
+{
+    return {};
+}
+
+QStringList BlockIdGenerator::update(const QVersionNumber & /*fromVersion*/, const QString & /*schemaName*/)
+{
+    return {};
+}
+
+QString BlockIdGenerator::init(const QString &schemaName)
+{
+    static const SchemaText text(
+        QStringLiteral("insert into %1SQLITE_SEQUENCE (seq, name) values (0, 'block_id_generator')"));
+    return text.of(schemaName);
+}
+
+long long BlockIdGenerator::next(const QString &schemaName, DatabaseConnection &connection)
+{
+    // Update and select as two statements can hand one value to two connections.
+    static const SchemaText text(QStringLiteral("update %1SQLITE_SEQUENCE set seq = COALESCE(seq, 0) + 1 where name = "
+                                                "'block_id_generator' returning seq"));
+    Statement statement(connection, text.of(schemaName));
+    if (statement.exec() != ResultCode::Ok || !statement.next())
+        return -1;
+    const auto id = Stored::Number::load<long long>(statement.value(0));
+    // Only leaving the row ends the statement and, outside a transaction, makes it permanent.
+    statement.finish();
+    return id;
+}
+
+} // namespace Tolm::SQL::Generation

@@ -1,0 +1,176 @@
+#include <repository/database/DatabaseConnection.h>
+#include <repository/database/Log_p.h>
+#include <repository/database/ResultCode.h>
+#include <repository/generation/FileListingRecursive.h>
+#include <repository/generation/RestorePoints.h>
+
+#include <algorithm>
+
+namespace Tolm::SQL::Generation {
+
+namespace {
+
+constexpr char Tag[] = "FileListingRecursive";
+
+template <class List, class Predicate>
+void removeIf(List &list, Predicate predicate)
+{
+    list.erase(std::remove_if(list.begin(), list.end(), predicate), list.end());
+}
+
+bool liesDirectlyIn(const QString &path, const QString &folderWithSlash)
+{
+    return path.startsWith(folderWithSlash) && path.indexOf(QLatin1Char('/'), folderWithSlash.size()) < 0;
+}
+
+} // namespace
+
+/// A queued folder, and by whom it was queued. Only what leads to a queued folder stays in memory.
+struct FileListingRecursive::Step {
+    QString path;
+    Chain parent;
+};
+
+FileListingRecursive::FileListingRecursive(const QStringList &includes, const QDateTime &pointInTime, bool filesOnly,
+                                           bool excludeDeleted, QPointer<DatabasePool> &pool)
+    : m_filesOnly(filesOnly)
+    , m_excludeDeleted(excludeDeleted)
+    , m_pool(pool)
+{
+    DatabaseConnection connection(m_pool);
+    const auto restorePoints = pointInTime.isValid() ? RestorePoints::select(pointInTime, {}, 0, 0, connection)
+                                                     : RestorePoints::select({}, 0, 0, connection);
+    if (failed(restorePoints.error))
+        return;
+    for (const auto &restorePoint : restorePoints.list)
+        m_restorePointIds.append(restorePoint->id());
+    // To the look-ups an empty list would mean all restore points.
+    if (m_restorePointIds.isEmpty())
+        return;
+
+    log().debug() << Tag << "init listing restore point:" << pointInTime.toString();
+    for (const QString &path : includes) {
+        const auto isFolder = Folders::isFolder(path, m_restorePointIds, m_excludeDeleted, {}, connection);
+        if (failed(isFolder.error))
+            return;
+        if (isFolder.value) {
+            log().debug() << Tag << "include folder:" << path;
+            m_folderQueue.append(Chain::create(Step{path, {}}));
+        } else {
+            log().debug() << Tag << "include file:" << path;
+            m_includeFiles.append(path);
+        }
+    }
+}
+
+FileListingRecursive::~FileListingRecursive() = default;
+
+bool FileListingRecursive::isEmpty() const
+{
+    return m_includeFiles.isEmpty() && m_folderQueue.isEmpty() && m_pendingFiles.isEmpty() &&
+           m_pendingFolders.isEmpty();
+}
+
+// The first error stays, and ends the walk.
+bool FileListingRecursive::failed(int error)
+{
+    if (m_error == ResultCode::Ok)
+        m_error = error;
+    return m_error != ResultCode::Ok;
+}
+
+bool FileListingRecursive::isFinished() const
+{
+    return m_error != ResultCode::Ok || isEmpty();
+}
+
+ResultValue<bool> FileListingRecursive::hasNext() const
+{
+    return {!isFinished(), m_error};
+}
+
+FileListingRecursive::Entry FileListingRecursive::next()
+{
+    while (!isFinished()) {
+        if (!m_pendingFolders.isEmpty()) {
+            const auto folder = m_pendingFolders.takeFirst();
+            if (!m_filesOnly)
+                return {nullptr, folder};
+        } else if (!m_pendingFiles.isEmpty()) {
+            const auto file = m_pendingFiles.takeFirst();
+            if (!m_excludeDeleted || !file->deleted())
+                return {file, nullptr};
+        } else if (!m_includeFiles.isEmpty()) {
+            DatabaseConnection connection(m_pool);
+            const auto file = Files::select(m_includeFiles.takeFirst(), m_restorePointIds, {}, connection);
+            if (!failed(file.error) && file.pointer)
+                m_pendingFiles.append(file.pointer);
+        } else {
+            expand(m_folderQueue.takeFirst());
+        }
+    }
+    return {};
+}
+
+void FileListingRecursive::next(const QString &folderPath)
+{
+    expand(Chain::create(Step{folderPath, {}}));
+}
+
+void FileListingRecursive::expand(const Chain &step)
+{
+    DatabaseConnection connection(m_pool);
+    const auto folder = Folders::select(step->path, m_restorePointIds, {}, connection);
+    if (failed(folder.error) || !folder.pointer || (m_excludeDeleted && folder.pointer->deleted()))
+        return;
+    m_pendingFolders.append(folder.pointer);
+
+    const auto files = Files::selectInFolder(step->path, m_restorePointIds, -1, -1, {}, connection);
+    if (failed(files.error))
+        return;
+    m_pendingFiles.append(files.list);
+
+    const auto subfolders = Folders::selectInFolder(step->path, m_restorePointIds, false, -1, -1, {}, connection);
+    if (failed(subfolders.error))
+        return;
+    for (const auto &subfolder : subfolders.list) {
+        if (!isRepeated(subfolder->localPath(), step))
+            m_folderQueue.append(Chain::create(Step{subfolder->localPath(), step}));
+    }
+}
+
+// Damaged parents can lead in a circle: a folder never queues itself, nor twice in one chain the same child.
+bool FileListingRecursive::isRepeated(const QString &childPath, const Chain &step) const
+{
+    if (childPath == step->path)
+        return true;
+    for (Chain later = step, earlier = step->parent; earlier; later = earlier, earlier = earlier->parent) {
+        if (earlier->path == step->path && later->path == childPath)
+            return true;
+    }
+    return false;
+}
+
+void FileListingRecursive::skipFolderListing(QSharedPointer<Folders> folder)
+{
+    if (!folder)
+        return;
+    QString below = folder->localPath();
+    if (!below.endsWith(QLatin1Char('/')))
+        below.append(QLatin1Char('/'));
+
+    removeIf(m_pendingFiles, [&](const QSharedPointer<Files> &file) {
+        return file->parentId() == folder->id() || liesDirectlyIn(file->localPath(), below);
+    });
+    removeIf(m_folderQueue, [&](const Chain &step) { return step->path.startsWith(below); });
+}
+
+void FileListingRecursive::skipFolderListing(const QString &folderPath)
+{
+    DatabaseConnection connection(m_pool);
+    const auto folder = Folders::select(folderPath, m_restorePointIds, {}, connection);
+    failed(folder.error);
+    skipFolderListing(folder.pointer);
+}
+
+} // namespace Tolm::SQL::Generation
