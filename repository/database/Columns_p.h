@@ -14,6 +14,8 @@ struct Column {
     QLatin1String name;
     Value Record::*member;
     Setter setter;
+
+    static constexpr Form form() { return {}; }
 };
 
 template <class Form, std::size_t N, class Record, class Value, class Setter = std::nullptr_t>
@@ -76,6 +78,17 @@ void bindRecord(Statement &statement, const Record &record, const std::tuple<Col
     const int *placeholder = statement.placeholdersOfColumns(namesOf(table)).constData();
     std::apply([&](const auto &...column) { (ColumnsDetail::bind(statement, *placeholder++, record, column), ...); },
                table);
+}
+
+/// Binds every column of `record` to a caller's SQLite query whose text has a placeholder for each of them.
+template <class Record, class... Column>
+void bindRecord(QSqlQuery &query, const Record &record, const std::tuple<Column...> &table)
+{
+    const auto bind = [&](const auto &column, auto form) {
+        query.bindValue(QLatin1Char(':') + column.name,
+                        decltype(form)::store(record.*column.member, DatabaseType::SQLite));
+    };
+    std::apply([&](const auto &...column) { (bind(column, column.form()), ...); }, table);
 }
 
 /// Reads the current row of `query`, whose columns stand at `positions`, into `record`.

@@ -14,12 +14,17 @@ bool readsUnnamedColumns(const QString &text)
     return text.contains(QLatin1String("select *"), Qt::CaseInsensitive);
 }
 
-// Longer ones hold a list of ids and never come again; they would only push out those that do.
-constexpr int LongestText = 2048;
-
-bool mayBeKept(const QString &text)
+bool holdsIdList(const QString &text)
 {
-    return text.size() <= LongestText && !readsUnnamedColumns(text);
+    const int list = text.indexOf(QLatin1String(" in ("));
+    return list >= 0 && list + 5 < text.size() && text.at(list + 5).isDigit();
+}
+
+PreparedStatement::Shelf shelfOf(const QString &text)
+{
+    if (readsUnnamedColumns(text))
+        return PreparedStatement::Shelf::None;
+    return holdsIdList(text) ? PreparedStatement::Shelf::Lists : PreparedStatement::Shelf::Main;
 }
 
 } // namespace
@@ -28,7 +33,7 @@ PreparedStatement::PreparedStatement(const QSqlQuery &unprepared, const QString 
     : query(unprepared)
     , text(statementText)
     , placeholders(placeholdersOf(statementText))
-    , cacheable(mayBeKept(statementText))
+    , shelf(shelfOf(statementText))
 {}
 
 std::size_t StatementCache::SampleHash::operator()(const QString &text) const noexcept
@@ -45,36 +50,45 @@ std::size_t StatementCache::SampleHash::operator()(const QString &text) const no
 
 std::unique_ptr<PreparedStatement> StatementCache::take(const QString &text)
 {
-    const auto found = m_statements.find(text);
-    if (found == m_statements.end())
-        return nullptr;
-    std::unique_ptr<PreparedStatement> statement = std::move(found->second.statement);
-    m_statements.erase(found);
-    return statement;
+    auto statement = m_main.take(text);
+    return statement ? std::move(statement) : m_lists.take(text);
 }
 
 void StatementCache::give(std::unique_ptr<PreparedStatement> statement)
 {
-    if (!statement->usable || statement->epoch != m_epoch || !statement->cacheable)
+    if (!statement->usable || statement->epoch != m_epoch || statement->shelf == PreparedStatement::Shelf::None)
         return;
-    const QString text = statement->text;
-    m_statements.try_emplace(text, Idle{std::move(statement), ++m_clock});
-    if (size() > Capacity)
-        dropLongestUnused();
+    Shelf &shelf = statement->shelf == PreparedStatement::Shelf::Lists ? m_lists : m_main;
+    shelf.give(std::move(statement), ++m_clock);
 }
 
 void StatementCache::clear()
 {
-    m_statements.clear();
+    m_main.statements.clear();
+    m_lists.statements.clear();
     ++m_epoch;
 }
 
-void StatementCache::dropLongestUnused()
+std::unique_ptr<PreparedStatement> StatementCache::Shelf::take(const QString &text)
 {
-    const auto oldest =
-        std::min_element(m_statements.begin(), m_statements.end(),
+    const auto found = statements.find(text);
+    if (found == statements.end())
+        return nullptr;
+    std::unique_ptr<PreparedStatement> statement = std::move(found->second.statement);
+    statements.erase(found);
+    return statement;
+}
+
+void StatementCache::Shelf::give(std::unique_ptr<PreparedStatement> statement, quint64 since)
+{
+    const QString text = statement->text;
+    statements.try_emplace(text, Idle{std::move(statement), since});
+    if (size() <= capacity)
+        return;
+    const auto longestUnused =
+        std::min_element(statements.begin(), statements.end(),
                          [](const auto &left, const auto &right) { return left.second.since < right.second.since; });
-    m_statements.erase(oldest);
+    statements.erase(longestUnused);
 }
 
 } // namespace Tolm::SQL

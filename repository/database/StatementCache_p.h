@@ -22,8 +22,9 @@ struct PreparedStatement {
     QString text;
     QVector<QString> placeholders;
     bool usable = false; ///< prepared, and not failed since
-    bool cacheable;      ///< its text may be kept
-    quint64 epoch = 0;   ///< the cache's epoch when it was handed out
+    /// Whether its text may be kept, and beside which others.
+    enum class Shelf { None, Main, Lists } shelf;
+    quint64 epoch = 0; ///< the cache's epoch when it was handed out
     ColumnIndexes columnPlaceholders;
     ColumnIndexes columnPositions;
 };
@@ -35,6 +36,9 @@ struct PreparedStatement {
 class StatementCache {
 public:
     static constexpr int Capacity = 96;
+    /// Texts with a list of ids in them serve for as long as one selection lasts: they have few places, but their own,
+    /// and do not push the others out.
+    static constexpr int ListCapacity = 8;
 
     /// The idle statement of `text`, or null when there is none.
     std::unique_ptr<PreparedStatement> take(const QString &text);
@@ -50,7 +54,7 @@ public:
     /// A number that changes with every clear().
     quint64 epoch() const { return m_epoch; }
 
-    int size() const { return static_cast<int>(m_statements.size()); }
+    int size() const { return m_main.size() + m_lists.size(); }
 
 private:
     // Texts are long and mostly differ in size or near their ends: a sample tells them apart, and comparing one that is
@@ -64,9 +68,17 @@ private:
         quint64 since = 0;
     };
 
-    void dropLongestUnused();
+    struct Shelf {
+        int capacity;
+        std::unordered_map<QString, Idle, SampleHash> statements{};
 
-    std::unordered_map<QString, Idle, SampleHash> m_statements;
+        int size() const { return static_cast<int>(statements.size()); }
+        std::unique_ptr<PreparedStatement> take(const QString &text);
+        void give(std::unique_ptr<PreparedStatement> statement, quint64 since);
+    };
+
+    Shelf m_main{Capacity};
+    Shelf m_lists{ListCapacity};
     quint64 m_clock = 0;
     quint64 m_epoch = 1;
 };
