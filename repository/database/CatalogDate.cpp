@@ -86,4 +86,14 @@ QDateTime fromStored(const QVariant &stored)
     }
 }
 
+QString upperBound(const QDateTime &end)
+{
+    return end.toString(QStringLiteral("yyyyMMddhhmmss"));
+}
+
+QString lowerBound(const QDateTime &begin)
+{
+    return begin.isValid() ? upperBound(begin) : QStringLiteral("19000101000000");
+}
+
 } // namespace Tolm::SQL::CatalogDate

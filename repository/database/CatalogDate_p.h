@@ -29,6 +29,13 @@ std::optional<QString> toText(const QDateTime &date);
 /// that is not exactly 14 digits of a date and a clock time.
 QDateTime fromStored(const QVariant &stored);
 
+/// The text that a report compares stored dates with, of any year: a caller's "from the beginning" may well be one that
+/// no stored date can have.
+QString upperBound(const QDateTime &end);
+
+/// The same for its beginning; 1900 for an invalid one, so that rows without a date stay out.
+QString lowerBound(const QDateTime &begin);
+
 } // namespace CatalogDate
 
 } // namespace Tolm::SQL
