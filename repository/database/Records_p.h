@@ -1,7 +1,11 @@
 #pragma once
 
 #include <repository/database/Columns_p.h>
+#include <repository/database/ExecQuery.h>
+#include <repository/database/FailureReport_p.h>
 #include <repository/database/Result.h>
+
+#include <QSqlError>
 
 /// First and all: the loops that turn rows into records, and a record into an inserted row. `table` is the class's
 /// column table.
@@ -99,6 +103,26 @@ bool initRecord(Record &record, QSqlQuery &query, const Table &table)
         return false;
     readRow(record, query, positionsInResult(query, namesOf(table)), table);
     return true;
+}
+
+/// Runs a caller's query and appends a record of each of its rows to `list`, which stays as it is when the statement
+/// or the scan fails.
+template <class Record, class Table>
+void appendAll(QList<QSharedPointer<Record>> &list, QSqlQuery &query, const Table &table)
+{
+    if (ExecQuery(query).exec() != ResultCode::Ok)
+        return;
+    const ColumnIndexes positions = positionsInResult(query, namesOf(table));
+    QList<QSharedPointer<Record>> rows;
+    while (query.next()) {
+        const auto record = QSharedPointer<Record>::create();
+        readRow(*record, query, positions, table);
+        rows.append(record);
+    }
+    if (query.lastError().isValid())
+        reportFailure(query, 0);
+    else
+        list += rows;
 }
 
 } // namespace Tolm::SQL
