@@ -6,13 +6,11 @@
 
 #include <optional>
 
-namespace Tolm::SQL {
-
 /// The catalogue's date form, "yyyyMMddhhmmss" in UTC, as text or as the number of that text.
 ///
 /// Written and read by hand, digit by digit: QDateTime's own conversion by a format looks at the time zone files, costs
 /// more than everything else of a row together, and refuses clock times that the zone of the process skips.
-namespace CatalogDate {
+namespace Tolm::SQL::CatalogDate {
 
 /// The stored value of "none": not deleted, no purge delay.
 inline constexpr qint64 None = 99999999999999;
@@ -36,6 +34,4 @@ QString upperBound(const QDateTime &end);
 /// The same for its beginning; 1900 for an invalid one, so that rows without a date stay out.
 QString lowerBound(const QDateTime &begin);
 
-} // namespace CatalogDate
-
-} // namespace Tolm::SQL
+} // namespace Tolm::SQL::CatalogDate
