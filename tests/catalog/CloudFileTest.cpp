@@ -235,7 +235,7 @@ TEST_P(CloudFileTest, ListsAFolderInTheOrderOfItsBytes)
     const QStringList broken{"Z", "a", "\uFF21"};
     QStringList uploaded;
     for (int i = 0; i < ordered.size(); ++i) {
-        const QString name = ordered.at(i * 7 % ordered.size());
+        const QString &name = ordered.at(i * 7 % ordered.size());
         CloudFile one = file("/p/" + name, 5, 1 + quint64(i % 2));
         one.setName(name.isEmpty() ? QString() : name);
         one.setIsBroken(broken.contains(name));
