@@ -2,6 +2,7 @@
 #include <repository/catalog/DeletedMarks_p.h>
 #include <repository/catalog/PurgePass_p.h>
 #include <repository/catalog/PurgeRules_p.h>
+#include <repository/catalog/PurgeThreshold_p.h>
 #include <repository/database/Log_p.h>
 #include <repository/database/Records_p.h>
 
@@ -20,21 +21,6 @@ struct Chosen {
     quint64 version;
     CheckCloudFiles4Purge::Reason reason;
 };
-
-// Today so many days ago as a 14-digit number; nothing, with a warning, when there is no such date.
-template <class Days>
-std::optional<qint64> thresholdBefore(Days days)
-{
-    constexpr qint64 MostDays = 9000LL * 366; // no date that far back has four digits of a year
-    if (days >= Days(0) && static_cast<quint64>(days) <= quint64(MostDays)) {
-        const QDateTime date = QDateTime::currentDateTimeUtc().addDays(-static_cast<qint64>(days));
-        const auto number = CatalogDate::toNumber(date);
-        if (date.isValid() && number)
-            return number;
-    }
-    log().warning() << "CheckCloudFiles4Purge: no date is" << days << "days ago, the rule selects nothing";
-    return std::nullopt;
-}
 
 } // namespace
 
@@ -81,7 +67,7 @@ PurgeRules CheckCloudFiles4Purge::rules() const
     rules.ageType = m_policy.ageType;
     rules.keepLastVersion = m_policy.keepLastVersion;
     if (m_policy.ageEnabled && m_policy.ageType != VersionOlderType::NoLimit)
-        rules.ageThreshold = thresholdBefore(m_policy.ageDays);
+        rules.ageThreshold = purgeThreshold(m_policy.ageDays);
     if (m_policy.countEnabled)
         rules.count = m_policy.count;
     return rules;
@@ -152,7 +138,7 @@ bool CheckCloudFiles4Purge::appendByRules(const QStringList &paths, DatabaseConn
 void CheckCloudFiles4Purge::appendDeleted(const QStringList &paths, DatabaseConnection &connection,
                                           Selection &selection) const
 {
-    const std::optional<qint64> threshold = thresholdBefore(m_policy.deletedDays);
+    const std::optional<qint64> threshold = purgeThreshold(m_policy.deletedDays);
     if (!threshold)
         return;
     QVector<quint64> files;
