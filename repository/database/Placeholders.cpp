@@ -6,7 +6,9 @@ namespace {
 
 bool isNameCharacter(QChar character)
 {
-    return character.isLetterOrNumber() || character == QLatin1Char('_');
+    const ushort code = character.unicode();
+    return (code >= u'a' && code <= u'z') || (code >= u'A' && code <= u'Z') || (code >= u'0' && code <= u'9') ||
+           code == u'_';
 }
 
 } // namespace
@@ -20,7 +22,7 @@ QVector<QString> placeholdersOf(const QString &text)
         if (!openQuote.isNull()) {
             if (character == openQuote)
                 openQuote = QChar();
-        } else if (character == QLatin1Char('\'') || character == QLatin1Char('"')) {
+        } else if (character == QLatin1Char('\'') || character == QLatin1Char('"') || character == QLatin1Char('`')) {
             openQuote = character;
         } else if (character == QLatin1Char(':')) {
             int end = i + 1;

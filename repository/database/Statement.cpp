@@ -58,9 +58,9 @@ Statement &Statement::bindPage(quint64 limit, quint64 offset)
 
 int Statement::exec()
 {
-    m_code = m_refusal;
     if (!m_refusal && m_bound != maskOf(m_prepared->placeholders.size()))
         refuse(ResultCode::Error, "placeholders not bound in", m_prepared->text);
+    m_code = m_refusal;
     if (!m_refusal) {
         m_code = ExecQuery(m_prepared->query).exec();
         m_prepared->usable = m_code == ResultCode::Ok;

@@ -13,10 +13,11 @@ ColumnIndexes positionsInResult(const QSqlQuery &query, const std::array<QLatin1
     const QSqlRecord record = query.record();
     ColumnIndexes positions;
     for (const QLatin1String name : names) {
-        int position = record.count() - 1;
-        while (position >= 0 && record.fieldName(position) != name)
-            --position;
-        positions.append(position);
+        // The first of that name in any case, as QSqlQuery::value(name) finds it, but without its special sense of ".".
+        int position = 0;
+        while (position < record.count() && record.fieldName(position).compare(name, Qt::CaseInsensitive) != 0)
+            ++position;
+        positions.append(position < record.count() ? position : -1);
     }
     return positions;
 }

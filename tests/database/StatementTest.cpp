@@ -1,0 +1,349 @@
+#include <repository/database/DatabaseTransaction.h>
+#include <repository/database/Placeholders_p.h>
+#include <repository/database/Records_p.h>
+
+#include <tests/support/LogCapture.h>
+#include <tests/support/ShortWaits.h>
+#include <tests/support/TestDatabase.h>
+
+#include <QFile>
+
+namespace Tolm::SQL {
+namespace {
+
+/// A record class as small as it can be.
+struct Row {
+    quint64 id = 0;
+    QString name;
+    quint64 size = 0;
+    QDateTime date;
+
+    static constexpr auto Table = columns(                //
+        column<Stored::Number>("id", &Row::id),           //
+        column<Stored::RequiredText>("name", &Row::name), //
+        column<Stored::Number>("size", &Row::size),       //
+        column<Stored::DateNumber>("date", &Row::date));
+};
+
+class StatementTest : public Tests::DatabaseTest {
+protected:
+    void SetUp() override
+    {
+        m_database.sql(QString("create table t (id %1 primary key, name text unique, size bigint, date bigint)")
+                           .arg(isSQLite() ? "integer" : "serial"));
+    }
+
+    void fill(int rows)
+    {
+        for (int row = 1; row <= rows; ++row)
+            m_database.sql(QString("insert into t (name, size) values ('row %1', %1)").arg(row));
+    }
+
+    int insert(Row &row)
+    {
+        DatabaseConnection connection(m_database.pool());
+        Statement statement(connection, "insert into t (name, size, date) values (:name, :size, :date)");
+        return insertRecord(statement, row, Row::Table, row.id);
+    }
+
+    const Tests::ShortWaits m_shortWaits;
+};
+TOLM_TEST_ON_EVERY_BACKEND(StatementTest);
+
+class SQLiteStatementTest : public StatementTest {};
+TOLM_TEST_ON_SQLITE(SQLiteStatementTest);
+
+class PostgreSqlStatementTest : public StatementTest {};
+TOLM_TEST_ON_POSTGRESQL(PostgreSqlStatementTest);
+
+class StatementDeathTest : public StatementTest {};
+TOLM_TEST_ON_SQLITE(StatementDeathTest);
+
+// A slip in one of the library's own texts stops a debug build; a release build refuses the statement and says so.
+TEST_P(StatementDeathTest, RefusesPlaceholdersThatAreNotBoundExactly)
+{
+    fill(1);
+    DatabaseConnection connection(m_database.pool());
+    const auto misspelt = [&connection] {
+        Statement statement(connection, "insert into t (name, size) values (:name, :size)");
+        return statement.bind(":name", QString("a")).bind(":siez", 1).bind(":size", 1).exec();
+    };
+    const auto unbound = [&connection] {
+        Statement statement(connection, "update t set name = :name where id = :id");
+        return statement.bind(":id", 1).exec();
+    };
+#ifdef QT_NO_DEBUG
+    const Tests::LogCapture log;
+    EXPECT_EQ(misspelt(), ResultCode::Error);
+    EXPECT_EQ(log.count(QtCriticalMsg, "no such placeholder: :siez"), 1);
+    EXPECT_EQ(unbound(), ResultCode::Error);
+    EXPECT_EQ(log.count(QtCriticalMsg, "update t set name = :name where id = :id"), 1);
+    EXPECT_EQ(log.records().size(), 2);
+#else
+    EXPECT_DEATH(misspelt(), "siez");
+    EXPECT_DEATH(unbound(), "not bound");
+#endif
+    EXPECT_EQ(m_database.sql("select name from t"), QVector<QVariantList>{{"row 1"}});
+}
+
+TEST_P(StatementTest, RefusesValuesThatNoColumnHolds)
+{
+    const quint64 tooMuch = quint64(1) << 63;
+    for (const Row &row : {Row{0, "size", tooMuch, {}}, Row{0, "size", ~quint64(0), {}},
+                           Row{0, "date", 0, QDateTime(QDate(10000, 1, 1), QTime(0, 0), Qt::UTC)}}) {
+        Row tried = row;
+        const Tests::LogCapture log;
+        EXPECT_EQ(insert(tried), ResultCode::BadData);
+        EXPECT_EQ(tried.id, 0U);
+        EXPECT_EQ(log.count(QtWarningMsg), 0);
+        EXPECT_EQ(log.count(QtCriticalMsg, "value out of range for :" + row.name), 1);
+    }
+    EXPECT_EQ(m_database.value("select count(*) from t").toInt(), 0);
+
+    Row row{0, "most", tooMuch - 1, {}};
+    EXPECT_EQ(insert(row), ResultCode::Ok) << "the statement refused before is as good as new";
+    EXPECT_EQ(row.id, m_database.value("select id from t where size = 9223372036854775807").toULongLong());
+
+    Row other = row;
+    EXPECT_EQ(insert(other), isSQLite() ? ResultCode::Constraint : ResultCode::RetriesExhausted);
+    EXPECT_EQ(other.id, row.id) << "the key stays as it was";
+}
+
+TEST_P(StatementTest, FoundNothingThereAndFailedLookDifferent)
+{
+    fill(3);
+    DatabaseConnection connection(m_database.pool());
+    const auto first = [&connection](const char *text) {
+        Statement statement(connection, text);
+        return selectFirst<Row>(statement, Row::Table);
+    };
+    const auto found = first("select name, id, 5 as size, 'x' as unknown from t order by id desc");
+    ASSERT_TRUE(found.pointer);
+    EXPECT_EQ(found.pointer->name, "row 3");
+    EXPECT_EQ(found.pointer->size, 5U);
+    EXPECT_FALSE(found.pointer->date.isValid());
+    const auto none = first("select name from t where id = 4");
+    EXPECT_FALSE(none.pointer);
+    EXPECT_EQ(none.error, ResultCode::Ok);
+
+    const int failure = isSQLite() ? ResultCode::Error : ResultCode::RetriesExhausted;
+    const auto failed = first("select name from nowhere");
+    EXPECT_FALSE(failed.pointer);
+    EXPECT_EQ(failed.error, failure);
+
+    Row untouched{7, "seven", 77, {}};
+    Statement miss(connection, "select id, name, size from t where id = 4");
+    EXPECT_FALSE(selectInto(untouched, miss, Row::Table));
+    EXPECT_EQ(untouched.name, "seven");
+
+    const auto number = [&connection](const char *text) {
+        Statement statement(connection, text);
+        return selectNumber<quint64>(statement);
+    };
+    EXPECT_EQ(number("select 9223372036854775807").value, 9223372036854775807U);
+    EXPECT_EQ(number("select sum(size) from t").value, 6U);
+    EXPECT_EQ(number("select sum(size) from t where id = 4").value, 0U) << "NULL";
+    EXPECT_EQ(number("select name from t").value, 0U) << "no number";
+    EXPECT_EQ(number("select id from t where id = 4").error, ResultCode::Ok);
+    EXPECT_EQ(number("select id from nowhere").error, failure);
+}
+
+// As reading a value of a row by its name does.
+TEST_P(StatementTest, FirstOfColumnsWithOneNameIsRead)
+{
+    fill(2);
+    DatabaseConnection connection(m_database.pool());
+    const QString text =
+        "select a.id, a.name, b.id, b.name, b.size as \"SIZE\" from t a, t b where a.id = 1 and b.id = 2";
+    Statement statement(connection, text);
+    const auto row = selectFirst<Row>(statement, Row::Table).pointer;
+    ASSERT_TRUE(row);
+    EXPECT_EQ(row->id, 1U);
+    EXPECT_EQ(row->name, "row 1");
+    EXPECT_EQ(row->size, 2U);
+
+    QSqlQuery query = connection.query();
+    ASSERT_TRUE(query.exec(text));
+    Row sameRow;
+    EXPECT_TRUE(initRecord(sameRow, query, Row::Table));
+    EXPECT_EQ(sameRow.name, row->name);
+    EXPECT_FALSE(initRecord(sameRow, query, Row::Table));
+}
+
+TEST_P(StatementTest, OneTextInUseTwiceAtOnce)
+{
+    fill(4);
+    DatabaseConnection connection(m_database.pool());
+    const QString text = "select id from t where size > :size order by id";
+    for (int time = 0; time < 2; ++time) {
+        QStringList pairs;
+        Statement outer(connection, text);
+        ASSERT_EQ(outer.bind(":size", 1).exec(), ResultCode::Ok);
+        while (outer.next()) {
+            Statement inner(connection, text);
+            ASSERT_EQ(inner.bind(":size", outer.value(0).toInt()).exec(), ResultCode::Ok);
+            while (inner.next())
+                pairs << outer.value(0).toString() + inner.value(0).toString();
+        }
+        EXPECT_EQ(pairs, (QStringList{"23", "24", "34"}));
+    }
+}
+
+TEST_P(StatementTest, PageMayBeLargerThanAnyTable)
+{
+    fill(3);
+    DatabaseConnection connection(m_database.pool());
+    const auto page = [&connection](quint64 limit, quint64 offset) {
+        Statement statement(connection, "select id, name from t order by id limit :limit offset :offset");
+        statement.bindPage(limit, offset);
+        return selectAll<Row>(statement, Row::Table);
+    };
+    EXPECT_EQ(page(~quint64(0), 1).list.size(), 2);
+    EXPECT_EQ(page(2, 0).list.last()->name, "row 2");
+    EXPECT_EQ(page(1, ~quint64(0)).list.size(), 0);
+    EXPECT_EQ(page(1, ~quint64(0)).error, ResultCode::Ok);
+}
+
+TEST_P(StatementTest, ResultsThatChangeTheirShapeAreNotKept)
+{
+    fill(1);
+    DatabaseConnection connection(m_database.pool());
+    for (int columns = 0; columns < 3; ++columns) {
+        for (const char *text : {"select * from t", "SELECT x.* FROM t x", "select distinct  * from t"}) {
+            Statement statement(connection, text);
+            EXPECT_EQ(selectAll<Row>(statement, Row::Table).list.size(), 1) << text;
+        }
+        Statement named(connection, "select id, name from t");
+        EXPECT_EQ(selectAll<Row>(named, Row::Table).list.size(), 1);
+        m_database.sql(QString("alter table t add column more%1 integer").arg(columns));
+    }
+}
+
+TEST_P(PostgreSqlStatementTest, CacheKeepsStatementsUpToItsBound)
+{
+    DatabaseConnection connection(m_database.pool());
+    const auto kept = [&connection] {
+        Statement count(connection, "select count(*) from pg_prepared_statements");
+        return selectNumber<int>(count).value;
+    };
+    EXPECT_EQ(kept(), 1) << "itself";
+    EXPECT_EQ(kept(), 1);
+    for (int text = 0; text < 2 * StatementCache::Capacity; ++text) {
+        Statement statement(connection, QString("select %1").arg(text));
+        EXPECT_EQ(selectNumber<int>(statement).value, text);
+    }
+    EXPECT_EQ(kept(), StatementCache::Capacity + 1);
+    Statement(connection, "select 'fails' from nowhere").exec();
+    EXPECT_EQ(kept(), StatementCache::Capacity);
+}
+
+TEST_P(SQLiteStatementTest, CacheDropsTheLongestUnused)
+{
+    StatementCache cache;
+    const QSqlQuery query(m_database.pool()->getConnection());
+    const auto use = [&](int number) {
+        const QString text = QString("select %1").arg(number);
+        auto statement = cache.take(text);
+        const bool found = statement != nullptr;
+        if (!found)
+            statement = std::make_unique<PreparedStatement>(query, text);
+        statement->epoch = cache.epoch();
+        statement->usable = true;
+        cache.give(std::move(statement));
+        return found;
+    };
+    for (int number = 0; number < StatementCache::Capacity; ++number)
+        EXPECT_FALSE(use(number));
+    EXPECT_TRUE(use(0));
+    EXPECT_FALSE(use(-1));
+    EXPECT_EQ(cache.size(), StatementCache::Capacity);
+    EXPECT_TRUE(use(0));
+    EXPECT_FALSE(use(1)) << "it was the longest unused";
+    EXPECT_TRUE(use(3));
+
+    auto inUse = cache.take("select 3");
+    cache.clear();
+    EXPECT_EQ(cache.size(), 0);
+    cache.give(std::move(inUse));
+    EXPECT_EQ(cache.size(), 0) << "it was prepared before";
+    m_database.pool()->removeConnection();
+}
+
+// A read that stays on its row keeps its view of the database: the next write then fails however long it waits.
+TEST_P(SQLiteStatementTest, NoReadLeavesASnapshot)
+{
+    fill(3);
+    DatabaseConnection connection(m_database.pool());
+    const auto everyRead = [&connection] {
+        Statement statement(connection, "select id, name from t");
+        return std::vector<int>{
+            selectFirst<Row>(statement, Row::Table).error,
+            selectExists(statement).error,
+            selectNumber<int>(statement).error,
+        };
+    };
+    Statement alive(connection, "select name, id from t");
+    EXPECT_TRUE(selectExists(alive).value);
+    EXPECT_EQ(everyRead(), (std::vector<int>{0, 0, 0}));
+    {
+        Statement abandoned(connection, "select id from t where id > 0");
+        ASSERT_EQ(abandoned.exec(), ResultCode::Ok);
+        EXPECT_TRUE(abandoned.next());
+    }
+    m_database.sql("insert into t (name) values ('of another connection')");
+    const Tests::LogCapture log;
+    Row row{0, "mine", 0, {}};
+    EXPECT_EQ(insert(row), ResultCode::Ok);
+    EXPECT_EQ(log.complaints(), "");
+    EXPECT_EQ(m_database.sql("PRAGMA wal_checkpoint(TRUNCATE)").first().first().toInt(), 0) << "nobody is in the way";
+}
+
+TEST_P(StatementTest, ScanThatBreaksOffIsAFailureAndNoShortList)
+{
+    fill(5);
+    m_database.sql(isSQLite() ? "create view broken as select id, name, "
+                                "case id when 4 then abs(-9223372036854775808) else 1 end as size from t"
+                              : "create view broken as select id, name, 1 / (4 - id) as size from t");
+    DatabaseConnection connection(m_database.pool());
+    for (int time = 0; time < 2; ++time) {
+        const Tests::LogCapture log;
+        Statement statement(connection, "select id, name, size from broken");
+        const auto rows = selectAll<Row>(statement, Row::Table);
+        EXPECT_TRUE(rows.list.isEmpty());
+        EXPECT_EQ(rows.error, isSQLite() ? ResultCode::Error : ResultCode::RetriesExhausted);
+        EXPECT_EQ(log.count(QtWarningMsg, isSQLite() ? "integer overflow" : "division by zero"), isSQLite() ? 1 : 4);
+    }
+}
+
+TEST_P(SQLiteStatementTest, DamagedPageIsAFailureAndNoShortList)
+{
+    m_database.sql("with recursive n(i) as (select 1 union all select i + 1 from n where i < 3000) "
+                   "insert into t (name, size) select 'row ' || i || hex(zeroblob(50)), i from n");
+    m_database.sql("PRAGMA wal_checkpoint(TRUNCATE)");
+    QFile file(m_database.file());
+    ASSERT_TRUE(file.open(QIODevice::ReadWrite));
+    // The second half of the file, leaving the first pages with the schema and the table's root as they are.
+    const qint64 half = file.size() / 4096 / 2 * 4096;
+    ASSERT_TRUE(file.seek(half));
+    ASSERT_EQ(file.write(QByteArray(static_cast<int>(file.size() - half), '\x5a')), file.size() - half);
+    file.close();
+
+    DatabaseConnection connection(m_database.pool());
+    Statement statement(connection, "select id, name, size from t not indexed");
+    const Tests::LogCapture log;
+    const auto rows = selectAll<Row>(statement, Row::Table);
+    EXPECT_TRUE(rows.list.isEmpty());
+    EXPECT_EQ(rows.error, ResultCode::BadDatabase);
+    EXPECT_EQ(log.count(QtWarningMsg, "malformed"), 1);
+}
+
+TEST(PlaceholdersTest, AreFoundWhereTheDriverFindsThem)
+{
+    EXPECT_EQ(placeholdersOf("insert into t values (:b, :a,:b)"), (QVector<QString>{":b", ":a"}));
+    EXPECT_EQ(placeholdersOf(":a1_B+:2"), (QVector<QString>{":a1_B", ":2"}));
+    EXPECT_EQ(placeholdersOf(QString::fromUtf8("select :aЖ || :ж")), (QVector<QString>{":a"}));
+    EXPECT_TRUE(placeholdersOf("select 'it''s :a', \":b\", `:c`, 'x'::text, a::int, ':d', 1: 2").isEmpty());
+}
+
+} // namespace
+} // namespace Tolm::SQL
