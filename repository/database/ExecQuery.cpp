@@ -48,6 +48,8 @@ int ExecQuery::exec()
 {
     // A closed connection fails without an error, which would read as success.
     if (!m_query.driver() || !m_query.driver()->isOpen()) {
+        if (!m_prepared && !m_query.lastQuery().isEmpty()) // it was lost while it prepared
+            reportFailure(m_query, 0);
         log().error() << "Error on exec sql query: no database connection";
         return ResultCode::Error;
     }

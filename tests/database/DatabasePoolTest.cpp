@@ -21,7 +21,7 @@ using testing::MatchesRegex;
 
 int answer(const DatabaseConnection &connection)
 {
-    Statement statement(connection, "select 6 * 7");
+    Statement statement(connection, "select 42");
     const ResultValue<int> number = selectNumber<int>(statement);
     return number.error == ResultCode::Ok ? number.value : -number.error;
 }
@@ -53,7 +53,10 @@ TOLM_TEST_ON_EVERY_BACKEND(DatabasePoolTest);
 class SQLiteDatabasePoolTest : public DatabasePoolTest {};
 TOLM_TEST_ON_SQLITE(SQLiteDatabasePoolTest);
 
-class PostgreSqlDatabasePoolTest : public DatabasePoolTest {};
+class PostgreSqlDatabasePoolTest : public DatabasePoolTest {
+protected:
+    void loseConnection(bool lostAtPrepare);
+};
 TOLM_TEST_ON_POSTGRESQL(PostgreSqlDatabasePoolTest);
 
 TEST_P(DatabasePoolTest, ThreadHasOneConnectionAndNoOtherThreadHasIt)
@@ -259,7 +262,7 @@ TEST_P(SQLiteDatabasePoolTest, HandleWithoutConnectionNeverReachesTheHostsDefaul
     QSqlDatabase::removeDatabase(QSqlDatabase::defaultConnection);
 }
 
-TEST_P(PostgreSqlDatabasePoolTest, LostConnectionIsOpenedAgainAtTheNextHandOut)
+void PostgreSqlDatabasePoolTest::loseConnection(bool lostAtPrepare)
 {
     DatabaseConnection held(m_database.pool());
     EXPECT_EQ(answer(held), 42); // its statement is in the cache now
@@ -268,7 +271,13 @@ TEST_P(PostgreSqlDatabasePoolTest, LostConnectionIsOpenedAgainAtTheNextHandOut)
     m_database.sql(QString("select pg_terminate_backend(%1)").arg(lost));
     {
         const Tests::LogCapture log;
-        EXPECT_EQ(answer(held), -ResultCode::RetriesExhausted);
+        if (lostAtPrepare) {
+            Statement statement(held, "select 'not in the cache'");
+            EXPECT_EQ(statement.exec(), ResultCode::Error);
+            EXPECT_EQ(log.count(QtWarningMsg, "server closed the connection"), 1);
+        } else {
+            EXPECT_EQ(answer(held), -ResultCode::RetriesExhausted);
+        }
         EXPECT_FALSE(held.isOpen());
         EXPECT_EQ(answer(held), -ResultCode::Error);
     }
@@ -281,6 +290,12 @@ TEST_P(PostgreSqlDatabasePoolTest, LostConnectionIsOpenedAgainAtTheNextHandOut)
     EXPECT_NE(selectNumber<int>(newPid).value, lost);
     EXPECT_EQ(log.complaints(), "");
     EXPECT_EQ(connections(), 1);
+}
+
+TEST_P(PostgreSqlDatabasePoolTest, LostConnectionIsOpenedAgainAtTheNextHandOut)
+{
+    loseConnection(false);
+    loseConnection(true);
 }
 
 } // namespace
