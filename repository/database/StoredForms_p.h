@@ -170,9 +170,10 @@ struct DateTime {
     template <class T>
     static T load(const QVariant &stored)
     {
+        // PostgreSQL's driver takes the clock fields for local time: invalid, but whole, where the process's zone skips
+        // them.
         QDateTime date = stored.toDateTime();
-        if (date.isValid())
-            date.setTimeSpec(Qt::UTC);
+        date.setTimeSpec(Qt::UTC);
         return date;
     }
 };

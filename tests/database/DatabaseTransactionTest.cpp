@@ -1,0 +1,208 @@
+#include <repository/database/DatabaseTransaction.h>
+#include <repository/database/Records_p.h>
+
+#include <tests/support/LogCapture.h>
+#include <tests/support/ShortWaits.h>
+#include <tests/support/TestDatabase.h>
+
+#include <QThread>
+
+#include <atomic>
+#include <stdexcept>
+#include <thread>
+
+namespace Tolm::SQL {
+namespace {
+
+int insert(const DatabaseConnection &connection, int id)
+{
+    Statement statement(connection, "insert into t (id) values (:id)");
+    return statement.bind(":id", id).exec();
+}
+
+class DatabaseTransactionTest : public Tests::DatabaseTest {
+protected:
+    void SetUp() override { m_database.sql("create table t (id integer primary key)"); }
+
+    QString stored()
+    {
+        QStringList ids;
+        const QVector<QVariantList> rows = m_database.sql("select id from t order by id");
+        for (const QVariantList &row : rows)
+            ids << row.first().toString();
+        return ids.join(' ');
+    }
+
+    const Tests::ShortWaits m_shortWaits;
+};
+TOLM_TEST_ON_EVERY_BACKEND(DatabaseTransactionTest);
+
+class SQLiteTransactionTest : public DatabaseTransactionTest {};
+TOLM_TEST_ON_SQLITE(SQLiteTransactionTest);
+
+class PostgreSqlTransactionTest : public DatabaseTransactionTest {
+protected:
+    void loseConnection(const DatabaseConnection &connection)
+    {
+        Statement pid(connection, "select pg_backend_pid()");
+        m_database.sql(QString("select pg_terminate_backend(%1)").arg(selectNumber<int>(pid).value));
+        EXPECT_NE(insert(connection, 99), ResultCode::Ok);
+    }
+};
+TOLM_TEST_ON_POSTGRESQL(PostgreSqlTransactionTest);
+
+TEST_P(DatabaseTransactionTest, IsPermanentOnceCommittedAndGoneOtherwise)
+{
+    DatabaseConnection connection(m_database.pool());
+    const Tests::LogCapture log;
+    {
+        DatabaseTransaction transaction(connection);
+        EXPECT_TRUE(transaction.isActive());
+        EXPECT_EQ(transaction.error(), ResultCode::Ok);
+        EXPECT_EQ(insert(connection, 1), ResultCode::Ok);
+        EXPECT_EQ(insert(DatabaseConnection(m_database.pool()), 2), ResultCode::Ok) << "a handle of this thread";
+        EXPECT_EQ(stored(), "");
+        EXPECT_EQ(transaction.commit(), ResultCode::Ok);
+        EXPECT_EQ(stored(), "1 2");
+        EXPECT_FALSE(transaction.isActive());
+        EXPECT_EQ(transaction.commit(), ResultCode::Error);
+        EXPECT_EQ(transaction.rollback(), ResultCode::Error);
+    }
+    {
+        DatabaseTransaction transaction(connection);
+        EXPECT_EQ(insert(connection, 3), ResultCode::Ok);
+        EXPECT_EQ(transaction.rollback(), ResultCode::Ok);
+        EXPECT_EQ(transaction.commit(), ResultCode::Error);
+        EXPECT_EQ(insert(connection, 4), ResultCode::Ok) << "on its own again";
+    }
+    EXPECT_TRUE(log.records().isEmpty());
+    try {
+        const DatabaseTransaction transaction(connection);
+        EXPECT_EQ(insert(connection, 5), ResultCode::Ok);
+        throw std::runtime_error("the caller's");
+    } catch (const std::runtime_error &) {
+        EXPECT_EQ(log.texts(QtDebugMsg), QStringList("DatabaseTransaction: rolled back, it was not committed"));
+    }
+    EXPECT_EQ(stored(), "1 2 4");
+}
+
+TEST_P(DatabaseTransactionTest, SecondOneOfTheThreadIsRefusedAndTheFirstGoesOn)
+{
+    QPointer<DatabasePool> nobody;
+    DatabaseConnection closed(nobody);
+    EXPECT_EQ(DatabaseTransaction(closed).error(), ResultCode::Error);
+
+    DatabaseConnection connection(m_database.pool());
+    DatabaseTransaction outer(connection);
+    EXPECT_EQ(insert(connection, 1), ResultCode::Ok);
+    {
+        DatabaseConnection again(m_database.pool());
+        DatabaseTransaction inner(again);
+        EXPECT_EQ(inner.error(), ResultCode::Error);
+        EXPECT_FALSE(inner.isActive());
+        EXPECT_EQ(inner.commit(), ResultCode::Error);
+    }
+    EXPECT_EQ(insert(connection, 2), ResultCode::Ok);
+    EXPECT_EQ(stored(), "");
+    EXPECT_EQ(outer.commit(), ResultCode::Ok);
+    EXPECT_EQ(stored(), "1 2");
+}
+
+TEST_P(DatabaseTransactionTest, AfterAFailedStatementNothingIsHalfDone)
+{
+    DatabaseConnection connection(m_database.pool());
+    {
+        DatabaseTransaction transaction(connection);
+        EXPECT_EQ(insert(connection, 1), ResultCode::Ok);
+        EXPECT_NE(insert(connection, 1), ResultCode::Ok);
+        if (isSQLite()) {
+            EXPECT_EQ(insert(connection, 2), ResultCode::Ok);
+            EXPECT_EQ(transaction.commit(), ResultCode::Ok);
+        } else {
+            EXPECT_NE(insert(connection, 2), ResultCode::Ok);
+            EXPECT_NE(transaction.commit(), ResultCode::Ok);
+            EXPECT_NE(transaction.commit(), ResultCode::Ok) << "asking twice does not make it good";
+        }
+    }
+    EXPECT_EQ(stored(), isSQLite() ? "1 2" : "");
+    DatabaseTransaction next(connection);
+    EXPECT_EQ(insert(connection, 3), ResultCode::Ok);
+    EXPECT_EQ(next.commit(), ResultCode::Ok);
+}
+
+TEST_P(PostgreSqlTransactionTest, LostWithItsConnectionItNeverCommits)
+{
+    for (const bool openedAgain : {false, true}) {
+        DatabaseConnection connection(m_database.pool());
+        DatabaseTransaction transaction(connection);
+        EXPECT_EQ(insert(connection, 1), ResultCode::Ok);
+        loseConnection(connection);
+        std::unique_ptr<DatabaseConnection> next;
+        std::unique_ptr<DatabaseTransaction> nextTransaction;
+        if (openedAgain) {
+            next = std::make_unique<DatabaseConnection>(m_database.pool());
+            EXPECT_TRUE(next->isOpen());
+            nextTransaction = std::make_unique<DatabaseTransaction>(*next);
+            EXPECT_TRUE(nextTransaction->isActive()) << "the lost one is not in the way";
+            EXPECT_EQ(insert(*next, 2), ResultCode::Ok);
+        }
+        EXPECT_NE(transaction.commit(), ResultCode::Ok);
+        EXPECT_EQ(stored(), "");
+        if (openedAgain) {
+            EXPECT_EQ(nextTransaction->commit(), ResultCode::Ok) << "nor does it end the next one";
+        }
+    }
+    EXPECT_EQ(stored(), "2");
+}
+
+TEST_P(SQLiteTransactionTest, SecondWriterWaitsAtTheBeginning)
+{
+    DatabaseConnection connection(m_database.pool());
+    DatabaseTransaction transaction(connection);
+    EXPECT_EQ(insert(connection, 1), ResultCode::Ok);
+    std::atomic<bool> started{false};
+    std::thread second([&] {
+        DatabaseConnection other(m_database.pool());
+        started = true;
+        DatabaseTransaction waiting(other);
+        Statement count(other, "select count(*) from t");
+        EXPECT_EQ(selectNumber<int>(count).value, 1) << "it reads what the first has written";
+        EXPECT_EQ(insert(other, 2), ResultCode::Ok);
+        EXPECT_EQ(waiting.commit(), ResultCode::Ok);
+    });
+    while (!started)
+        QThread::yieldCurrentThread();
+    QThread::msleep(50);
+    EXPECT_EQ(transaction.commit(), ResultCode::Ok);
+    second.join();
+    EXPECT_EQ(stored(), "1 2");
+}
+
+TEST_P(SQLiteTransactionTest, BusyAtEitherEndIsToldAndCommitMayBeRepeated)
+{
+    m_database.sql("PRAGMA journal_mode = DELETE"); // where a reader keeps a writer from its commit
+    m_database.sql("insert into t values (1), (2)");
+    DatabaseConnection connection(m_database.pool());
+    ASSERT_TRUE(connection.query().exec("PRAGMA busy_timeout = 20"));
+    m_database.sql("begin immediate");
+    {
+        DatabaseTransaction refused(connection);
+        EXPECT_EQ(refused.error(), ResultCode::RetriesExhausted);
+        EXPECT_FALSE(refused.isActive());
+        EXPECT_NE(refused.commit(), ResultCode::Ok);
+    }
+    m_database.sql("rollback");
+
+    m_database.sql("begin");
+    EXPECT_EQ(stored(), "1 2");
+    DatabaseTransaction transaction(connection);
+    EXPECT_EQ(insert(connection, 3), ResultCode::Ok);
+    EXPECT_EQ(transaction.commit(), ResultCode::RetriesExhausted);
+    EXPECT_TRUE(transaction.isActive());
+    m_database.sql("rollback");
+    EXPECT_EQ(transaction.commit(), ResultCode::Ok);
+    EXPECT_EQ(stored(), "1 2 3");
+}
+
+} // namespace
+} // namespace Tolm::SQL
