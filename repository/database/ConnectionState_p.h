@@ -7,7 +7,8 @@ namespace Tolm::SQL {
 /// What the library remembers of one open connection beside the connection itself.
 struct ConnectionState {
     StatementCache statements;
-    bool inTransaction = false; ///< a DatabaseTransaction is open on it
+    bool inTransaction = false;     ///< a DatabaseTransaction is open on it
+    bool transactionUndone = false; ///< the database has undone that transaction, another holds back what follows
 
     /// To be called before the connection is closed or opened again: what was prepared on it is dead, and so is its
     /// transaction.
@@ -15,6 +16,7 @@ struct ConnectionState {
     {
         statements.clear();
         inTransaction = false;
+        transactionUndone = false;
     }
 };
 

@@ -44,11 +44,17 @@ int DatabaseTransaction::commit()
         end();
         return ResultCode::Error;
     }
+    if (m_connection.state()->transactionUndone) {
+        rollback();
+        return ResultCode::Error;
+    }
     QSqlQuery query = m_connection.query();
     if (m_connection.dbType() == DatabaseType::SQLite) {
         const int code = ExecQuery(query, QStringLiteral("COMMIT")).exec();
         if (code == ResultCode::Ok)
             end();
+        else if (code != ResultCode::RetriesExhausted)
+            rollback();
         return code;
     }
     // The server answers the COMMIT of a failed transaction with a successful rollback, and that of no transaction with
@@ -88,8 +94,10 @@ bool DatabaseTransaction::isStillOpen() const
 void DatabaseTransaction::end()
 {
     m_active = false;
-    if (isStillOpen())
+    if (isStillOpen()) {
         m_connection.state()->inTransaction = false;
+        m_connection.state()->transactionUndone = false;
+    }
 }
 
 } // namespace Tolm::SQL

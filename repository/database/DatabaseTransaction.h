@@ -37,8 +37,8 @@ public:
 
     /// Makes everything since the beginning permanent.
     /// \return 0 when it is; otherwise a ResultCode, and nothing of it will be: the transaction was never begun, has
-    /// ended, was lost with its connection, or (PostgreSQL) one of its statements has failed. SQLite still busy leaves
-    /// it active, so that the call may be repeated.
+    /// ended, was lost with its connection, one of its statements has failed (PostgreSQL), or it was undone when the
+    /// disk was full or failed (SQLite). SQLite still busy leaves it active, so that the call may be repeated.
     int commit();
 
     /// Undoes everything since the beginning. \return 0, or 2 when the transaction is not active.

@@ -5,6 +5,7 @@
 #include <repository/database/SQLiteResultCodes.h>
 #include <repository/database/Statement_p.h>
 
+#include <QSqlDriver>
 #include <QSqlError>
 
 #include <algorithm>
@@ -63,7 +64,10 @@ int Statement::exec()
     m_code = m_refusal;
     if (!m_refusal) {
         m_code = ExecQuery(m_prepared->query).exec();
-        m_prepared->usable = m_code == ResultCode::Ok;
+        if (m_code == ResultCode::Ok)
+            m_prepared->usable = true;
+        else
+            failed(m_code);
     }
     return m_code;
 }
@@ -79,8 +83,7 @@ bool Statement::next()
     const QSqlError error = m_prepared->query.lastError();
     if (error.isValid()) {
         reportFailure(m_prepared->query, 0);
-        m_code = m_type == DatabaseType::SQLite ? SQLiteResultCodes::to(error) : ResultCode::Unknown;
-        m_prepared->usable = false;
+        failed(m_type == DatabaseType::SQLite ? SQLiteResultCodes::to(error) : ResultCode::Unknown);
     }
     return false;
 }
@@ -145,6 +148,22 @@ void Statement::refuse(int code, const char *reason, const QString &what)
     m_refusal = code;
     log().error() << "Error on exec sql query: refused," << reason << what << "\n\terror query:" << m_prepared->text;
     Q_ASSERT_X(code != ResultCode::Error, "Statement", qPrintable(what));
+}
+
+void Statement::failed(int code)
+{
+    m_code = code;
+    m_prepared->usable = false;
+    if (m_type != DatabaseType::SQLite || !m_state->inTransaction)
+        return;
+    // On a full or failing disk SQLite undoes the whole transaction. What the caller writes after that would become
+    // permanent statement by statement, so it goes into a transaction that is never committed. In one that still
+    // stands, BEGIN does nothing but fail.
+    QSqlQuery begin(m_prepared->query.driver()->createResult());
+    if (begin.exec(QStringLiteral("BEGIN"))) {
+        m_state->transactionUndone = true;
+        log().error() << "DatabaseTransaction: undone by the database, it cannot be committed";
+    }
 }
 
 } // namespace Tolm::SQL

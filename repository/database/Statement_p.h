@@ -93,6 +93,7 @@ private:
     int slotOf(QLatin1String placeholder);
     int slotOfColumn(QLatin1String column) const;
     void refuse(int code, const char *reason, const QString &what);
+    void failed(int code);
 
     ConnectionState *m_state;
     DatabaseType m_type;

@@ -155,6 +155,30 @@ TEST_P(PostgreSqlTransactionTest, LostWithItsConnectionItNeverCommits)
     EXPECT_EQ(stored(), "2");
 }
 
+TEST_P(SQLiteTransactionTest, UndoneOnAFullDiskItTakesWhatFollowsAlong)
+{
+    m_database.sql("create table large (bytes blob)");
+    DatabaseConnection connection(m_database.pool());
+    ASSERT_TRUE(connection.query().exec("PRAGMA max_page_count = 20"));
+    const Tests::LogCapture log;
+    {
+        DatabaseTransaction transaction(connection);
+        EXPECT_EQ(insert(connection, 1), ResultCode::Ok);
+        Statement fill(connection, "insert into large values (zeroblob(100000))");
+        EXPECT_EQ(fill.exec(), ResultCode::StorageError);
+        EXPECT_EQ(insert(connection, 2), ResultCode::Ok);
+        EXPECT_NE(insert(connection, 2), ResultCode::Ok);
+        EXPECT_EQ(transaction.commit(), ResultCode::Error);
+        EXPECT_FALSE(transaction.isActive());
+    }
+    EXPECT_EQ(stored(), "");
+    EXPECT_EQ(log.count(QtCriticalMsg, "undone by the database"), 1);
+    DatabaseTransaction next(connection);
+    EXPECT_EQ(insert(connection, 3), ResultCode::Ok);
+    EXPECT_EQ(next.commit(), ResultCode::Ok);
+    EXPECT_EQ(stored(), "3");
+}
+
 TEST_P(SQLiteTransactionTest, SecondWriterWaitsAtTheBeginning)
 {
     DatabaseConnection connection(m_database.pool());
@@ -202,6 +226,15 @@ TEST_P(SQLiteTransactionTest, BusyAtEitherEndIsToldAndCommitMayBeRepeated)
     m_database.sql("rollback");
     EXPECT_EQ(transaction.commit(), ResultCode::Ok);
     EXPECT_EQ(stored(), "1 2 3");
+
+    // Any other failure ends it.
+    m_database.sql("create table child (id integer references t (id) deferrable initially deferred)");
+    ASSERT_TRUE(connection.query().exec("PRAGMA foreign_keys = ON"));
+    DatabaseTransaction orphan(connection);
+    EXPECT_TRUE(connection.query().exec("insert into child values (77)"));
+    EXPECT_EQ(orphan.commit(), ResultCode::Constraint);
+    EXPECT_FALSE(orphan.isActive());
+    EXPECT_EQ(m_database.value("select count(*) from child"), 0);
 }
 
 } // namespace
