@@ -41,7 +41,6 @@ public:
 private:
     friend class Statement;
     friend class DatabaseTransaction;
-    friend class DatabaseFile;
 
     ConnectionState *state() const;
 
