@@ -1,0 +1,405 @@
+#include <repository/catalog/CheckCloudFiles4Purge.h>
+#include <repository/catalog/CloudFile.h>
+#include <repository/catalog/CloudFolder.h>
+
+#include <tests/support/LogCapture.h>
+#include <tests/support/ShortWaits.h>
+#include <tests/support/TestDatabase.h>
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <random>
+
+namespace Tolm::SQL {
+namespace {
+
+using Reason = CheckCloudFiles4Purge::Reason;
+using Type = CheckCloudFiles4Purge::VersionOlderType;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+struct Policy {
+    bool age = false;
+    long days = 0;
+    bool keepLast = false;
+    Type type = Type::NoLimit;
+    bool count = false;
+    quint64 keep = 0;
+    bool deleted = false;
+    quint64 deletedDays = 0;
+};
+
+CheckCloudFiles4Purge purgeOf(quint64 destination, const Policy &policy)
+{
+    CheckCloudFiles4Purge purge(destination);
+    purge.deleteVersionOlder(policy.age, policy.days, policy.keepLast, policy.type);
+    purge.keepNumberOfVersion(policy.count, policy.keep);
+    purge.deleteLocalyDeleted(policy.deleted, policy.deletedDays);
+    return purge;
+}
+
+using Chosen = std::vector<std::string>;
+
+std::string chosen(quint64 version, Reason reason)
+{
+    return std::to_string(version) + " " + CheckCloudFiles4Purge::reasonToString(reason).toStdString();
+}
+
+Chosen chosenOf(const CheckCloudFiles4Purge::Selection &selection)
+{
+    Chosen all;
+    for (const auto &one : selection)
+        all.push_back(chosen(one.first->id(), one.second));
+    return all;
+}
+
+// In which order the files that were deleted locally come is the database's choice.
+Chosen inKnownOrder(Chosen all)
+{
+    const auto firstDeleted = std::find_if(
+        all.begin(), all.end(), [](const std::string &one) { return one.find("DeletedLocally") != std::string::npos; });
+    std::sort(firstDeleted, all.end());
+    return all;
+}
+
+// ---- The reference: slow, obvious, and reading whole records only ---------------------------------------------------
+
+struct FileRow {
+    quint64 id;
+    QString path;
+    QDateTime deleted;
+};
+
+bool isFull(const CloudFileVersion &version)
+{
+    static const QList<int> fullKinds{-1, 0, 1, 4, 8, 9};
+    return fullKinds.contains(version.attribute()) || (version.attribute() == 3 && version.blockLevelIsFull());
+}
+
+Chosen referenceOfFile(const QList<QSharedPointer<CloudFileVersion>> &versions, const Policy &policy,
+                       const QDateTime &threshold)
+{
+    const bool ageRuns = policy.age && policy.type != Type::NoLimit;
+    const auto dateOf = [&](const CloudFileVersion &version) {
+        return policy.type == Type::DateBackup ? version.dateBackup() : version.dateModified();
+    };
+    const auto isOld = [&](const CloudFileVersion &version) {
+        return dateOf(version).isValid() && dateOf(version) < threshold;
+    };
+    if (versions.size() < 2 && !(ageRuns && versions.size() == 1 && isOld(*versions.first())))
+        return {};
+
+    QList<QSharedPointer<CloudFileVersion>> fulls;
+    for (const auto &version : versions) {
+        if (isFull(*version))
+            fulls.append(version);
+    }
+    QList<QPair<QSharedPointer<CloudFileVersion>, Reason>> candidates;
+    while (policy.count && quint64(fulls.size()) > policy.keep)
+        candidates.append({fulls.takeFirst(), Reason::NumberOfVersions});
+    while (ageRuns && fulls.size() > (policy.keepLast ? 1 : 0)) {
+        const auto first = fulls.takeFirst();
+        if (!isOld(*first))
+            break;
+        candidates.append({first, Reason::RetentionTime});
+    }
+
+    Chosen result;
+    for (const auto &candidate : candidates) {
+        if (candidate.first->attribute() != 3) {
+            result.push_back(chosen(candidate.first->id(), candidate.second));
+            continue;
+        }
+        QDateTime next;
+        for (const auto &version : versions) {
+            if (!next.isValid() && candidate.first->dateModified().isValid() && version->attribute() == 3 &&
+                version->blockLevelIsFull() && version->dateModified() > candidate.first->dateModified())
+                next = version->dateModified();
+        }
+        for (const auto &version : versions) {
+            const bool inChain = version->attribute() == 2 || version->attribute() == 3;
+            if (next.isValid() && inChain && version->dateModified().isValid() && version->dateModified() < next)
+                result.push_back(chosen(version->id(), candidate.second));
+        }
+    }
+    return result;
+}
+
+Chosen reference(const QList<FileRow> &files, const QStringList &roots, const Policy &policy,
+                 DatabaseConnection &connection)
+{
+    const auto isBelow = [&](const QString &path) {
+        bool below = false;
+        for (const QString &root : roots)
+            below = below || path.left(root.size()) == root;
+        return below;
+    };
+    const QDateTime now = QDateTime::currentDateTimeUtc();
+    Chosen result;
+    for (const FileRow &file : files) {
+        if (!(policy.age || policy.count) || !isBelow(file.path))
+            continue;
+        const Chosen ofFile =
+            referenceOfFile(CloudFileVersion::select_(file.id, connection), policy, now.addDays(-policy.days));
+        result.insert(result.end(), ofFile.begin(), ofFile.end());
+    }
+    for (const FileRow &file : files) {
+        const bool isGone = file.deleted.isValid() && file.deleted <= now.addDays(-qint64(policy.deletedDays));
+        if (!policy.deleted || !isGone || !isBelow(file.path))
+            continue;
+        const auto versions = CloudFileVersion::select_(file.id, connection);
+        for (const auto &version : versions)
+            result.push_back(chosen(version->id(), Reason::DeletedLocally));
+    }
+    return result;
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
+
+class FilePurgeTest : public Tests::DatabaseTest {
+protected:
+    void SetUp() override
+    {
+        m_database.createTables<CloudFolder, CloudFile, CloudFileVersion>();
+        m_database.sql(QStringLiteral("CREATE INDEX files_dest_date_deleted_utc ON cloud_files (destination_id, "
+                                      "date_deleted_utc)"));
+        m_database.sql(
+            QStringLiteral("CREATE INDEX versions_file_modified ON cloud_file_versions (file_id, date_modified_utc)"));
+    }
+
+    quint64 addFile(quint64 destination, const QString &path, const QDateTime &deleted = {})
+    {
+        DatabaseConnection connection(m_database.pool());
+        CloudFile file;
+        file.setDestinationId(destination);
+        file.setParentId(1);
+        file.setLocalPath(path);
+        file.setName(path.section(QLatin1Char('/'), -1));
+        file.setDateDeleted(deleted);
+        EXPECT_TRUE(file.insert(connection));
+        return file.id();
+    }
+
+    // A day count of -1 makes an undated version, which the library itself would not insert.
+    quint64 addVersion(quint64 file, int modifiedDaysAgo, int kind, bool isFullRevision = false, int backupDaysAgo = 0,
+                       bool isBroken = false)
+    {
+        DatabaseConnection connection(m_database.pool());
+        CloudFileVersion version;
+        version.setFileId(file);
+        version.setPath(QStringLiteral("/x"));
+        version.setDateModified(m_now.addDays(-qMax(modifiedDaysAgo, 0)));
+        version.setDateBackup(backupDaysAgo < 0 ? QDateTime() : m_now.addDays(-backupDaysAgo));
+        version.setAttribute(kind);
+        version.setBlockLevelIsFull(isFullRevision);
+        version.setIsBroken(isBroken);
+        EXPECT_TRUE(version.insert(1, connection));
+        if (modifiedDaysAgo < 0) {
+            m_database.sql(QStringLiteral("update cloud_file_versions set date_modified_utc = %1 where id = %2")
+                               .arg(isSQLite() ? QStringLiteral("''") : QStringLiteral("NULL"))
+                               .arg(version.id()));
+        }
+        return version.id();
+    }
+
+    Chosen select(const Policy &policy, const QStringList &roots = {QStringLiteral("/")})
+    {
+        DatabaseConnection connection(m_database.pool());
+        return chosenOf(purgeOf(1, policy).files(roots, connection));
+    }
+
+    // An hour off, so that no date lies on a threshold.
+    QDateTime m_now = QDateTime::currentDateTimeUtc().addSecs(-3600);
+};
+TOLM_TEST_ON_EVERY_BACKEND(FilePurgeTest);
+
+TEST_P(FilePurgeTest, ChoosesWhatTheReferenceChooses)
+{
+    std::mt19937 random(20261122);
+    const auto below = [&random](int limit) { return static_cast<int>(random() % static_cast<unsigned>(limit)); };
+    static const QStringList folders{QStringLiteral("/data/a/"), QStringLiteral("/data/ab/"),
+                                     QStringLiteral("/data/A/"), QStringLiteral("/other/")};
+    QList<FileRow> files;
+    DatabaseConnection connection(m_database.pool());
+    for (int i = 0; i < 120; ++i) {
+        const quint64 destination = below(4) == 0 ? 2 : 1;
+        const QString path = folders.at(below(folders.size())) + QString::number(i);
+        const QDateTime deleted = below(4) == 0 ? m_now.addDays(-below(40)) : QDateTime();
+        const quint64 file = addFile(destination, path, deleted);
+        if (destination == 1)
+            files.append({file, path, deleted});
+        const int versions = below(7);
+        const bool isChain = below(2) == 0;
+        for (int v = 0; v < versions; ++v) {
+            const int kind = isChain ? 2 + below(2) : below(11) - 1;
+            const int modified = below(12) == 0 ? -1 : below(60) * 7 + v;
+            addVersion(file, modified, kind, below(2) == 0, below(10) == 0 ? -1 : below(60), below(5) == 0);
+        }
+    }
+    int chosenInAll = 0;
+    for (int round = 0; round < 60; ++round) {
+        Policy policy;
+        policy.age = below(2) == 0;
+        policy.days = below(60) * 7;
+        policy.keepLast = below(2) == 0;
+        policy.type = static_cast<Type>(below(3));
+        policy.count = below(2) == 0;
+        policy.keep = static_cast<quint64>(below(4));
+        policy.deleted = below(3) == 0;
+        policy.deletedDays = static_cast<quint64>(below(40));
+        QStringList roots;
+        for (const QString &folder : folders) {
+            if (below(2) == 0)
+                roots.append(folder.left(folder.size() - below(3)));
+        }
+        const Chosen expected = reference(files, roots, policy, connection);
+        ASSERT_EQ(inKnownOrder(select(policy, roots)), inKnownOrder(expected))
+            << "round " << round << ", roots " << qPrintable(roots.join(' '));
+        chosenInAll += static_cast<int>(expected.size());
+    }
+    EXPECT_GT(chosenInAll, 1000);
+}
+
+TEST_P(FilePurgeTest, KeepsChainsWholeAndTheNewestOne)
+{
+    const quint64 file = addFile(1, QStringLiteral("/f"));
+    const quint64 full0 = addVersion(file, 50, 3, true);
+    const quint64 revision1 = addVersion(file, 40, 2);
+    const quint64 revision2 = addVersion(file, 30, 2);
+    addVersion(file, 20, 3, true);
+    addVersion(file, 10, 2);
+
+    Policy policy;
+    policy.count = true;
+    policy.keep = 1;
+    const Chosen oldest{chosen(full0, Reason::NumberOfVersions), chosen(revision1, Reason::NumberOfVersions),
+                        chosen(revision2, Reason::NumberOfVersions)};
+    EXPECT_EQ(select(policy), oldest);
+    policy.keep = 0;
+    EXPECT_EQ(select(policy), oldest);
+
+    // An undated full copy belongs to no chain that anybody knows.
+    addVersion(addFile(1, QStringLiteral("/g")), -1, 3, true);
+    EXPECT_EQ(select(policy), oldest);
+}
+
+TEST_P(FilePurgeTest, RefusesRulesThatHaveNoDate)
+{
+    const quint64 file = addFile(1, QStringLiteral("/f"), m_now.addDays(-1000));
+    const quint64 old = addVersion(file, 900, 0);
+    const quint64 newer = addVersion(file, 800, 0);
+
+    Policy policy;
+    policy.age = true;
+    policy.type = Type::DateModified;
+    policy.count = true;
+    policy.keep = 1;
+    for (const long days : {-1L, 800000L, std::numeric_limits<long>::max(), std::numeric_limits<long>::min()}) {
+        policy.days = days;
+        const Tests::LogCapture log;
+        EXPECT_THAT(select(policy), ElementsAre(chosen(old, Reason::NumberOfVersions))) << days;
+        EXPECT_EQ(log.count(QtWarningMsg), 1);
+    }
+    policy.days = 10;
+    policy.type = static_cast<Type>(7);
+    EXPECT_THAT(select(policy), IsEmpty());
+
+    Policy deleted;
+    deleted.deleted = true;
+    deleted.deletedDays = std::numeric_limits<quint64>::max();
+    const Tests::LogCapture log;
+    EXPECT_THAT(select(deleted), IsEmpty());
+    EXPECT_EQ(log.count(QtWarningMsg), 1);
+    EXPECT_THAT(select(Policy()), IsEmpty());
+    deleted.deletedDays = 1;
+    EXPECT_THAT(select(deleted, {}), IsEmpty());
+    EXPECT_THAT(select(deleted),
+                ElementsAre(chosen(old, Reason::DeletedLocally), chosen(newer, Reason::DeletedLocally)));
+}
+
+TEST_P(FilePurgeTest, ReadsPageAfterPage)
+{
+    const QString numbers = QStringLiteral("with recursive n(i) as (select 1 union all select i + 1 from n where i < "
+                                           "21000) ");
+    m_database.sql(QStringLiteral("insert into cloud_files (id, destination_id, parent_id, local_path) ") + numbers +
+                   QStringLiteral("select i, case when i % 10 = 0 then 2 else 1 end, 1, '/f/' || i from n"));
+    m_database.sql(QStringLiteral("insert into cloud_file_versions (id, file_id, date_modified_utc, attributes) ") +
+                   numbers + QStringLiteral("select i, i, 20200101000000, 0 from n"));
+    m_database.sql(QStringLiteral("insert into cloud_file_versions (id, file_id, date_modified_utc, attributes) ") +
+                   numbers + QStringLiteral("select 30000 + i, i, 20210101000000, 0 from n"));
+    Policy policy;
+    policy.count = true;
+    policy.keep = 1;
+    Chosen expected;
+    for (int i = 1; i <= 21000; ++i) {
+        if (i % 10 != 0)
+            expected.push_back(chosen(static_cast<quint64>(i), Reason::NumberOfVersions));
+    }
+    EXPECT_EQ(select(policy), expected);
+    EXPECT_EQ(select(policy, {QStringLiteral("/f/20999")}).size(), 1U);
+}
+
+TEST_P(FilePurgeTest, ChoosesNothingWhenTheCatalogueCannotBeRead)
+{
+    const Tests::ShortWaits waits;
+    const Tests::LogCapture log;
+    const quint64 version = addVersion(addFile(1, QStringLiteral("/f"), m_now.addDays(-30)), 90, 0);
+    Policy policy;
+    policy.age = true;
+    policy.days = 10;
+    policy.type = Type::DateModified;
+    policy.deleted = true;
+    policy.deletedDays = 1;
+    EXPECT_THAT(select(policy),
+                ElementsAre(chosen(version, Reason::RetentionTime), chosen(version, Reason::DeletedLocally)));
+    m_database.sql(QStringLiteral("alter table cloud_file_versions rename to gone"));
+    EXPECT_THAT(select(policy), IsEmpty());
+
+    QPointer<DatabasePool> nobody;
+    DatabaseConnection closed(nobody);
+    EXPECT_TRUE(purgeOf(1, policy).files({QStringLiteral("/")}, closed).isEmpty());
+}
+
+TEST(FilePurgeRulesTest, ConsumeOneFilesVersionsFromTheFront)
+{
+    const QDateTime now = QDateTime::currentDateTimeUtc();
+    QList<QSharedPointer<CloudFileVersion>> fulls;
+    for (int i = 0; i < 5; ++i) {
+        const auto version = QSharedPointer<CloudFileVersion>::create();
+        version->setId(static_cast<quint64>(i + 1));
+        version->setDateModified(i == 3 ? QDateTime() : now.addDays(-100 + i));
+        version->setDateBackup(now.addDays(-10));
+        fulls.append(version);
+    }
+    Policy policy;
+    policy.age = true;
+    policy.days = 30;
+    policy.type = Type::DateModified;
+    policy.count = true;
+    policy.keep = 4;
+    auto left = fulls;
+    EXPECT_THAT(chosenOf(purgeOf(1, policy).checkFileBackup(left)),
+                ElementsAre("1 NumberOfVersions", "2 RetentionTime", "3 RetentionTime"));
+    ASSERT_EQ(left.size(), 1); // the undated one was looked at and ended the rule
+    EXPECT_EQ(left.first()->id(), 5U);
+
+    left = fulls;
+    policy.type = static_cast<Type>(9);
+    EXPECT_THAT(chosenOf(purgeOf(1, policy).checkFileBackup(left)), ElementsAre("1 NumberOfVersions"));
+    EXPECT_TRUE(left.isEmpty());
+
+    EXPECT_EQ(CheckCloudFiles4Purge::reasonToString(static_cast<Reason>(7)), QStringLiteral("Unknown"));
+    EXPECT_FALSE(checkFilePath(QStringLiteral("/a"), {}));
+    EXPECT_FALSE(checkFilePath(QStringLiteral("/a"), {QStringLiteral("/A"), QStringLiteral("/a/")}));
+    EXPECT_TRUE(checkFilePath(QStringLiteral("/ab"), {QStringLiteral("/x"), QStringLiteral("/a")}));
+    fulls.at(4)->setAttribute(3);
+    EXPECT_FALSE(findNextFull(now.addDays(-200), fulls).isValid());
+    fulls.at(4)->setBlockLevelIsFull(true);
+    EXPECT_EQ(findNextFull(now.addDays(-200), fulls), fulls.at(4)->dateModified());
+    EXPECT_FALSE(findNextFull(fulls.at(4)->dateModified(), fulls).isValid());
+    EXPECT_FALSE(findNextFull(QDateTime(), fulls).isValid());
+}
+
+} // namespace
+} // namespace Tolm::SQL
