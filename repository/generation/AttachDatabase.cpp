@@ -81,51 +81,41 @@ int setWalMode(QSqlDatabase &database)
     return code;
 }
 
-// The names of all tables; the code says whether they could be read.
-QStringList tableNames(QSqlDatabase &database, int &code)
+// Column 0 of every row of `text`; the code says whether it could be read.
+QStringList firstColumn(QSqlDatabase &database, const QString &text, int &code)
 {
-    QStringList names;
+    QStringList values;
     QSqlQuery query(database);
-    query.prepare(QStringLiteral("select name from sqlite_master where type = 'table'"));
+    query.prepare(text);
     code = ExecQuery(query).exec();
     while (code == ResultCode::Ok && query.next())
-        names.append(query.value(0).toString());
-    return names;
+        values.append(query.value(0).toString());
+    return values;
 }
 
-// Empty when the file holds a whole generation.
-QString missingTable(const QStringList &names)
+// What a creation that broke off has not made any more: a table, or the counter, which comes last. Empty when it is
+// whole.
+QString missingPiece(QSqlDatabase &database, const QStringList &tables, int &code)
 {
     for (const char *table : {"metadata", "storage_files", "restore_points", "folders", "files", "parts", "part_blocks",
                               "block_id_generator"}) {
-        if (!names.contains(QLatin1String(table)))
-            return QLatin1String(table);
+        if (!tables.contains(QLatin1String(table)))
+            return QStringLiteral("table ") + QLatin1String(table);
     }
-    return {};
+    const QString text = QStringLiteral("select name from sqlite_sequence where name = 'block_id_generator'");
+    return firstColumn(database, text, code).isEmpty() ? QStringLiteral("the counter of block ids") : QString();
 }
 
 int create(QSqlDatabase &database)
 {
-    if (!QFile::setPermissions(database.databaseName(), ForEveryone)) {
-        log().error() << "Error on change DB file permissions!";
-        return ResultCode::Error;
-    }
     return runAll(creationStatements<Metadata, StorageFiles, RestorePoints, Folders, Files, Parts, PartsBlocks,
                                      BlockIdGenerator>(),
                   database, "Error on create generation database table. code:");
 }
 
-// A generation whose row is missing counts as one of the first version; it gets its row like a new one.
-int upgrade(QSqlDatabase &database, bool &lacksMetadata)
+int upgrade(QSqlDatabase &database, Metadata &metadata)
 {
-    const auto metadata = Metadata::select(database);
-    if (metadata.error != ResultCode::Ok)
-        return metadata.error;
-    lacksMetadata = !metadata.pointer;
-    if (lacksMetadata)
-        return ResultCode::Ok;
-
-    const QVersionNumber stored = metadata.pointer->repositoryVersion();
+    const QVersionNumber stored = metadata.repositoryVersion();
     if (QVersionNumber::compare(stored, Metadata::Version) >= 0)
         return ResultCode::Ok;
     const int code = runAll(
@@ -134,8 +124,8 @@ int upgrade(QSqlDatabase &database, bool &lacksMetadata)
         database, "Error on update generation database table. code:");
     if (code != ResultCode::Ok)
         return code;
-    metadata.pointer->setRepositoryVersion(Metadata::Version);
-    return metadata.pointer->update(database);
+    metadata.setRepositoryVersion(Metadata::Version);
+    return metadata.update(database);
 }
 
 } // namespace
@@ -203,26 +193,41 @@ int AttachDatabase::prepare(QSqlDatabase &database, bool &needsMetadata)
         return ResultCode::Error;
     }
     // The journal's files take the mode that the database has when they are made.
-    if (!existed)
-        QFile::setPermissions(m_path, ForEveryone);
+    if (!existed && !QFile::setPermissions(m_path, ForEveryone)) {
+        log().error() << "Error on change DB file permissions!";
+        return ResultCode::Error;
+    }
     if (const int code = setWalMode(database); code != ResultCode::Ok)
         return code;
 
     int code = ResultCode::Ok;
-    const QStringList tables = tableNames(database, code);
+    const QString namesOfTables = QStringLiteral("select name from sqlite_master where type = 'table'");
+    const QStringList tables = firstColumn(database, namesOfTables, code);
     if (code != ResultCode::Ok)
         return code;
     if (tables.isEmpty()) {
         needsMetadata = true;
         return create(database);
     }
-    const QString missing = missingTable(tables);
+    if (tables.contains(QLatin1String("metadata"))) {
+        const auto metadata = Metadata::select(database);
+        if (metadata.error != ResultCode::Ok)
+            return metadata.error;
+        if (metadata.pointer)
+            return upgrade(database, *metadata.pointer);
+    }
+    // A creation ends with the row, so this one may have broken off. When it has not, the file counts as one of the
+    // first version and gets its row like a new one.
+    const QString missing = missingPiece(database, tables, code);
+    if (code != ResultCode::Ok)
+        return code;
     if (!missing.isEmpty()) {
         log().error() << "Error on attache generation database, path:" << m_path
-                      << "it is no complete generation, table missing:" << missing;
+                      << "it is no complete generation, missing:" << missing;
         return ResultCode::Error;
     }
-    return upgrade(database, needsMetadata);
+    needsMetadata = true;
+    return ResultCode::Ok;
 }
 
 } // namespace Tolm::SQL::Generation

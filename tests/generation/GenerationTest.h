@@ -1,0 +1,103 @@
+#pragma once
+
+#include <repository/database/DatabaseConnection.h>
+#include <repository/database/ResultCode.h>
+#include <repository/generation/AttachDatabase.h>
+#include <repository/generation/Files.h>
+#include <repository/generation/Folders.h>
+#include <repository/generation/RestorePoints.h>
+
+#include <tests/support/LogCapture.h>
+
+#include <QSqlError>
+#include <QSqlQuery>
+#include <QSqlRecord>
+#include <QTemporaryDir>
+#include <gmock/gmock.h>
+
+namespace Tolm::Tests {
+
+using Ids = QList<unsigned long long>;
+
+/// Runs `text`, expecting it to succeed. \return its rows, the values of each as texts joined by "|".
+inline QStringList rowsOf(QSqlQuery query, const QString &text)
+{
+    EXPECT_TRUE(query.exec(text)) << qPrintable(text) << ": " << qPrintable(query.lastError().text());
+    QStringList rows;
+    while (query.next()) {
+        QStringList values;
+        for (int column = 0; column < query.record().count(); ++column)
+            values << query.value(column).toString();
+        rows << values.join(QLatin1Char('|'));
+    }
+    return rows;
+}
+
+inline QDateTime onDay(int day, const QTime &time = {})
+{
+    return {QDate(2024, 1, 1).addDays(day - 1), time.isValid() ? time : QTime(12, 0), Qt::UTC};
+}
+
+inline QString parentOf(const QString &path)
+{
+    return path.lastIndexOf(QLatin1Char('/')) > 0 ? path.section(QLatin1Char('/'), 0, -2) : QStringLiteral("/");
+}
+
+/// \name New rows, whose ids they return
+///@{
+inline quint64 addRestorePoint(SQL::DatabaseConnection &connection, int number, const QDateTime &start)
+{
+    SQL::Generation::RestorePoints restorePoint;
+    restorePoint.setSequenceNumber(number);
+    restorePoint.setStartDate(start);
+    EXPECT_EQ(restorePoint.insert({}, connection), SQL::ResultCode::Ok);
+    return restorePoint.id();
+}
+
+inline quint64 addFolder(SQL::DatabaseConnection &connection, const QString &path, quint64 parentId,
+                         quint64 restorePointId, bool deleted = false)
+{
+    SQL::Generation::Folders folder;
+    folder.setDisplayName(path.section(QLatin1Char('/'), -1));
+    folder.setLocalPath(path);
+    folder.setParentId(parentId);
+    folder.setRestorePointId(restorePointId);
+    folder.setDeleted(deleted);
+    folder.setMetadata({{"kind", "folder"}});
+    EXPECT_EQ(folder.insert({}, connection), SQL::ResultCode::Ok) << qPrintable(path);
+    return folder.id();
+}
+
+inline quint64 addFile(SQL::DatabaseConnection &connection, const QString &path, quint64 folderId, bool deleted = false)
+{
+    SQL::Generation::Files file;
+    file.setDisplayName(path.section(QLatin1Char('/'), -1));
+    file.setLocalPath(path);
+    file.setDateModificationUtc(onDay(1));
+    file.setParentId(folderId);
+    file.setDeleted(deleted);
+    file.setMetadata({{"kind", "file"}});
+    EXPECT_EQ(file.insert({}, connection), SQL::ResultCode::Ok) << qPrintable(path);
+    return file.id();
+}
+///@}
+
+/// A suite whose tests have a new, attached generation each.
+class GenerationTest : public testing::Test {
+protected:
+    GenerationTest()
+    {
+        rowsOf(m_connection.query(), "PRAGMA synchronous = OFF"); // the disk is not what is tested
+    }
+
+    QStringList sql(const QString &text) { return rowsOf(m_connection.query(), text); }
+
+    QTemporaryDir m_folder;
+    const QString m_path = m_folder.filePath("generation.db");
+    const QUuid m_marker = QUuid::createUuid();
+    const QSharedPointer<SQL::Generation::AttachDatabase> m_generation =
+        SQL::Generation::AttachDatabase::attach(m_path, m_marker);
+    SQL::DatabaseConnection m_connection{m_generation->attachedDatabasePool()};
+};
+
+} // namespace Tolm::Tests
