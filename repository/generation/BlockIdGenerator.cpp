@@ -39,9 +39,10 @@ long long BlockIdGenerator::next(const QString &schemaName, DatabaseConnection &
     if (statement.exec() != ResultCode::Ok || !statement.next())
         return -1;
     const auto id = Stored::Number::load<long long>(statement.value(0));
-    // Only leaving the row ends the statement and, outside a transaction, makes it permanent.
-    statement.finish();
-    return id;
+    // Outside a transaction only the end of the statement makes it permanent, and that can fail, on a full disk say.
+    while (statement.next()) {
+    }
+    return statement.code() == ResultCode::Ok ? id : -1;
 }
 
 } // namespace Tolm::SQL::Generation
