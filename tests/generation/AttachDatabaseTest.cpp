@@ -1,9 +1,3 @@
-#include <repository/generation/BlockIdGenerator.h>
-#include <repository/generation/Metadata.h>
-#include <repository/generation/Parts.h>
-#include <repository/generation/PartsBlocks.h>
-#include <repository/generation/StorageFiles.h>
-
 #include <tests/generation/GenerationTest.h>
 #include <tests/support/FullDisk.h>
 #include <tests/support/ShortWaits.h>
@@ -68,15 +62,6 @@ const QStringList Tables{"block_id_generator", "files",           "folders",    
 const QStringList Indexes{
     "archive_folders_archive_id", "archive_folders_parent_id", "file_path", "files_parent_id", "folders_path",
     "part_blocks_part_id",        "parts_archive_id"};
-
-QStringList creationStatements()
-{
-    return QStringList{Metadata::createTable({}),    StorageFiles::createTable({}),    RestorePoints::createTable({}),
-                       Folders::createTable({}),     Files::createTable({}),           Parts::createTable({}),
-                       PartsBlocks::createTable({}), BlockIdGenerator::createTable({})} +
-           Folders::createIndex({}) + Files::createIndex({}) + Parts::createIndex({}) + PartsBlocks::createIndex({}) +
-           QStringList{BlockIdGenerator::init({})};
-}
 
 class AttachDatabaseTest : public testing::Test {
 protected:
@@ -194,7 +179,7 @@ TEST_F(AttachDatabaseTest, GivesBackAMissingMetadataRow)
 
 TEST_F(AttachDatabaseTest, SaysWhyACreationThatBrokeOffCannotBeAttached)
 {
-    const QStringList statements = creationStatements();
+    const QStringList statements = Tests::creationStatements({});
     for (int made = 1; made < statements.size(); ++made) {
         QDir(m_folder.path()).remove("generation.db");
         {

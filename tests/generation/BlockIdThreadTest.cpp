@@ -1,6 +1,4 @@
 #include <repository/database/DatabaseTransaction.h>
-#include <repository/generation/BlockIdGenerator.h>
-#include <repository/generation/PartsBlocks.h>
 
 #include <tests/generation/GenerationTest.h>
 #include <tests/support/FullDisk.h>

@@ -3,9 +3,14 @@
 #include <repository/database/DatabaseConnection.h>
 #include <repository/database/ResultCode.h>
 #include <repository/generation/AttachDatabase.h>
+#include <repository/generation/BlockIdGenerator.h>
 #include <repository/generation/Files.h>
 #include <repository/generation/Folders.h>
+#include <repository/generation/Metadata.h>
+#include <repository/generation/Parts.h>
+#include <repository/generation/PartsBlocks.h>
 #include <repository/generation/RestorePoints.h>
+#include <repository/generation/StorageFiles.h>
 
 #include <tests/support/LogCapture.h>
 
@@ -31,6 +36,18 @@ inline QStringList rowsOf(QSqlQuery query, const QString &text)
         rows << values.join(QLatin1Char('|'));
     }
     return rows;
+}
+
+/// All texts of the schema, in the order in which a new file gets them.
+inline QStringList creationStatements(const QString &schema)
+{
+    using namespace SQL::Generation;
+    return QStringList{Metadata::createTable(schema),      StorageFiles::createTable(schema),
+                       RestorePoints::createTable(schema), Folders::createTable(schema),
+                       Files::createTable(schema),         Parts::createTable(schema),
+                       PartsBlocks::createTable(schema),   BlockIdGenerator::createTable(schema)} +
+           Folders::createIndex(schema) + Files::createIndex(schema) + Parts::createIndex(schema) +
+           PartsBlocks::createIndex(schema) + QStringList{BlockIdGenerator::init(schema)};
 }
 
 inline QDateTime onDay(int day, const QTime &time = {})
