@@ -9,37 +9,25 @@ namespace Tolm::SQL::Generation {
 
 namespace {
 
-struct FileMetadata {
-    template <class T>
-    static QVariant store(const T &metadata, DatabaseType /*type*/)
-    {
-        return Stored::storeJson(metadata);
-    }
-
-    template <class T>
-    static T load(const QVariant &stored)
-    {
-        return Stored::loadJson(stored, "Error parce files metadata:");
-    }
-};
+constexpr char NoJson[] = "Error parce files metadata:";
 
 } // namespace
 
 struct Files::Columns {
-    static constexpr auto Table = columns(                                                //
-        column<Stored::RequiredText>("display_name", &Files::m_displayName),              //
-        column<Stored::RequiredText>("local_path", &Files::m_localPath),                  //
-        column<Stored::Number>("original_size", &Files::m_originalSize),                  //
-        column<Stored::WholeSeconds>("date_modified_utc", &Files::m_dateModificationUtc), //
-        column<Stored::Number>("attributes", &Files::m_attributes),                       //
-        column<Stored::FlagIsOne>("is_compressed", &Files::m_isCompressed),               //
-        column<Stored::Number>("parent_id", &Files::m_parentId),                          //
-        column<Stored::Number>("total_size", &Files::m_totalSize),                        //
-        column<Stored::Bytes>("hash", &Files::m_hash),                                    //
-        column<Stored::Bytes>("map", &Files::m_map),                                      //
-        column<Stored::FlagIsOne>("deleted", &Files::m_deleted),                          //
-        column<FileMetadata>("metadata", &Files::m_metadata),                             //
-        column<Stored::Number>("extents_size", &Files::m_extentsSize),                    //
+    static constexpr auto Table = columns(                                                  //
+        column<Stored::RequiredText>("display_name", &Files::m_displayName),                //
+        column<Stored::RequiredText>("local_path", &Files::m_localPath),                    //
+        column<Stored::Number>("original_size", &Files::m_originalSize),                    //
+        column<Stored::WholeSeconds>("date_modified_utc", &Files::m_dateModificationUtc),   //
+        column<Stored::Number>("attributes", &Files::m_attributes),                         //
+        column<Stored::FlagIsOne>("is_compressed", &Files::m_isCompressed),                 //
+        column<Stored::Number>("parent_id", &Files::m_parentId),                            //
+        column<Stored::Number>("total_size", &Files::m_totalSize),                          //
+        column<Stored::Bytes>("hash", &Files::m_hash),                                      //
+        column<Stored::Bytes>("map", &Files::m_map),                                        //
+        column<Stored::FlagIsOne>("deleted", &Files::m_deleted),                            //
+        column<Stored::Json<NoJson>>("metadata", &Files::m_metadata, &Files::takeMetadata), //
+        column<Stored::Number>("extents_size", &Files::m_extentsSize),                      //
         column<Stored::Number>("id", &Files::m_id));
 };
 

@@ -13,6 +13,8 @@
 #include <QString>
 #include <QStringList>
 
+#include <optional>
+
 class QSqlQuery;
 class QVersionNumber;
 
@@ -87,12 +89,18 @@ public:
                                             long long offset, const QString &schemaName,
                                             DatabaseConnection &connection);
 
-    /// Moves `query` to its next row and reads it by column name; metadata that is no JSON is reported and stays empty.
-    /// \return false when there is no row.
+    /// Moves `query` to its next row and reads it by column name; metadata that is no JSON is reported and stays as it
+    /// was. \return false when there is no row.
     bool init(QSqlQuery &query);
 
 private:
     struct Columns;
+
+    void takeMetadata(const std::optional<QJsonObject> &metadata)
+    {
+        if (metadata)
+            m_metadata = *metadata;
+    }
 
     quint64 m_id = 0;
     QString m_displayName;

@@ -9,30 +9,18 @@ namespace Tolm::SQL::Generation {
 
 namespace {
 
-struct FolderMetadata {
-    template <class T>
-    static QVariant store(const T &metadata, DatabaseType /*type*/)
-    {
-        return Stored::storeJson(metadata);
-    }
-
-    template <class T>
-    static T load(const QVariant &stored)
-    {
-        return Stored::loadJson(stored, "Error parce folder metadata:");
-    }
-};
+constexpr char NoJson[] = "Error parce folder metadata:";
 
 } // namespace
 
 struct Folders::Columns {
-    static constexpr auto Table = columns(                                      //
-        column<Stored::RequiredText>("display_name", &Folders::m_displayName),  //
-        column<Stored::Number>("parent_id", &Folders::m_parentId),              //
-        column<Stored::Number>("restore_point_id", &Folders::m_restorePointId), //
-        column<Stored::FlagIsOne>("deleted", &Folders::m_deleted),              //
-        column<FolderMetadata>("metadata", &Folders::m_metadata),               //
-        column<Stored::RequiredText>("local_path", &Folders::m_localPath),      //
+    static constexpr auto Table = columns(                                                      //
+        column<Stored::RequiredText>("display_name", &Folders::m_displayName),                  //
+        column<Stored::Number>("parent_id", &Folders::m_parentId),                              //
+        column<Stored::Number>("restore_point_id", &Folders::m_restorePointId),                 //
+        column<Stored::FlagIsOne>("deleted", &Folders::m_deleted),                              //
+        column<Stored::Json<NoJson>>("metadata", &Folders::m_metadata, &Folders::takeMetadata), //
+        column<Stored::RequiredText>("local_path", &Folders::m_localPath),                      //
         column<Stored::Number>("id", &Folders::m_id));
 };
 

@@ -5,18 +5,18 @@
 
 namespace Tolm::SQL::Generation::Stored {
 
-QVariant storeJson(const QJsonObject &object)
+QString jsonText(const QJsonObject &object)
 {
-    return object.isEmpty() ? QVariant(QString()) : QVariant(QString::fromUtf8(QJsonDocument(object).toJson()));
+    return object.isEmpty() ? QString() : QString::fromUtf8(QJsonDocument(object).toJson());
 }
 
-QJsonObject loadJson(const QVariant &stored, const char *complaint)
+std::optional<QJsonObject> jsonObject(const QString &text, const char *complaint)
 {
     QJsonParseError error;
-    const QJsonDocument document = QJsonDocument::fromJson(stored.toString().toUtf8(), &error);
+    const QJsonDocument document = QJsonDocument::fromJson(text.toUtf8(), &error);
     if (document.isNull() || error.error != QJsonParseError::NoError) {
         log().error() << complaint << error.errorString();
-        return {};
+        return std::nullopt;
     }
     return document.object();
 }

@@ -5,9 +5,14 @@
 
 #include <QJsonObject>
 
+#include <optional>
+
 namespace Tolm::SQL::Generation::Stored {
 
 using namespace Tolm::SQL::Stored;
+
+QString jsonText(const QJsonObject &object);
+std::optional<QJsonObject> jsonObject(const QString &text, const char *complaint);
 
 /// A date-time without its milliseconds, labelled UTC.
 struct WholeSeconds : DateTime {
@@ -18,10 +23,21 @@ struct WholeSeconds : DateTime {
     }
 };
 
-/// A JSON object as text: NULL for an empty one, otherwise the indented form.
-QVariant storeJson(const QJsonObject &object);
+/// A JSON object as text: NULL for an empty one, otherwise the indented form. A text that is no JSON gives nothing,
+/// with an error record that begins with `Complaint`; the column's setter leaves the record's object as it was then.
+template <const char *Complaint>
+struct Json {
+    template <class T>
+    static QVariant store(const T &object, DatabaseType /*type*/)
+    {
+        return QVariant(jsonText(object));
+    }
 
-/// The object of a stored text; an empty one, with an error record that begins with `complaint`, when it is no JSON.
-QJsonObject loadJson(const QVariant &stored, const char *complaint);
+    template <class T>
+    static std::optional<T> load(const QVariant &stored)
+    {
+        return jsonObject(stored.toString(), Complaint);
+    }
+};
 
 } // namespace Tolm::SQL::Generation::Stored

@@ -434,6 +434,32 @@ TEST_P(RecordsTest, FilesComeBackByteForByte)
     m_log.clear();
 }
 
+TEST_P(RecordsTest, UnreadableMetadataLeavesARecordsOwn)
+{
+    QSqlQuery query = m_connection.query();
+    Folders folder;
+    folder.setMetadata(Json);
+    const QString row = "select 7 as id, '/n' as local_path, ";
+    for (const QString text : {"null", "''", "'{\"a\": '", "'7'", "x'ff'"}) {
+        ASSERT_TRUE(query.exec(row + text + " as metadata"));
+        EXPECT_TRUE(folder.init(query));
+        EXPECT_FALSE(folder.init(query));
+    }
+    EXPECT_EQ(m_log.count(QtCriticalMsg, "Error parce folder metadata:"), 5);
+    EXPECT_EQ(fieldsOf(folder), std::make_tuple(7ULL, QString(), 0ULL, 0ULL, false, Json, QString("/n")));
+    ASSERT_TRUE(query.exec("select '[1]' as metadata union all select '{\"a\": 1}'"));
+    EXPECT_TRUE(folder.init(query));
+    EXPECT_EQ(folder.metadata(), QJsonObject()); // it is JSON, though no object
+    EXPECT_TRUE(folder.init(query));
+    EXPECT_EQ(folder.metadata(), (QJsonObject{{"a", 1}}));
+    Files file;
+    file.setMetadata(Json);
+    ASSERT_TRUE(query.exec("select 'x' as metadata"));
+    EXPECT_TRUE(file.init(query));
+    EXPECT_EQ(file.metadata(), Json);
+    m_log.clear();
+}
+
 TEST_P(RecordsTest, StorageFilesComeBackAndAreFoundByTheirBeginning)
 {
     StorageFiles record;
