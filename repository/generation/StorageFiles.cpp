@@ -8,7 +8,7 @@ namespace Tolm::SQL::Generation {
 
 struct StorageFiles::Columns {
     static constexpr auto Table = columns(                                             //
-        column<Stored::Text>("path", &StorageFiles::m_path),                           //
+        column<Stored::RequiredText>("path", &StorageFiles::m_path),                   //
         column<Stored::Text>("cloud_id", &StorageFiles::m_cloudId),                    //
         column<Stored::Text>("upload_id", &StorageFiles::m_uploadId),                  //
         column<Stored::Number>("size", &StorageFiles::m_size),                         //

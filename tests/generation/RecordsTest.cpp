@@ -483,9 +483,9 @@ TEST_P(RecordsTest, StorageFilesComeBackAndAreFoundByTheirBeginning)
     EXPECT_FALSE(StorageFiles::select("nothing", m_schema, m_connection).pointer);
     ASSERT_EQ(record.remove(m_schema, m_connection), ResultCode::Ok);
 
-    // Local time keeps its fields.
+    // Local time keeps its fields; a path that was never set is found like an empty one.
     for (const QString &path :
-         {QString("data/1.part"), QString("DATA/2.part"), QString("meta/data/3"), QString("d_ta")}) {
+         {QString("data/1.part"), QString("DATA/2.part"), QString("meta/data/3"), QString("d_ta"), QString()}) {
         StorageFiles file;
         file.setPath(path);
         file.setLastModified(QDateTime(QDate(2024, 1, 2), QTime(3, 4, 5, 6), Qt::LocalTime));
