@@ -81,14 +81,16 @@ void bindRecord(Statement &statement, const Record &record, const std::tuple<Col
 }
 
 /// Binds every column of `record` to a caller's SQLite query whose text has a placeholder for each of them.
+/// \return false when it has a value that no column can hold.
 template <class Record, class... Column>
-void bindRecord(QSqlQuery &query, const Record &record, const std::tuple<Column...> &table)
+bool bindRecord(QSqlQuery &query, const Record &record, const std::tuple<Column...> &table)
 {
     const auto bind = [&](const auto &column, auto form) {
-        query.bindValue(QLatin1Char(':') + column.name,
-                        decltype(form)::store(record.*column.member, DatabaseType::SQLite));
+        const QVariant value = decltype(form)::store(record.*column.member, DatabaseType::SQLite);
+        query.bindValue(QLatin1Char(':') + column.name, value);
+        return value.isValid();
     };
-    std::apply([&](const auto &...column) { (bind(column, column.form()), ...); }, table);
+    return std::apply([&](const auto &...column) { return (bind(column, column.form()) && ...); }, table);
 }
 
 /// Reads the current row of `query`, whose columns stand at `positions`, into `record`.

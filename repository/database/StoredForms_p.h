@@ -159,12 +159,14 @@ struct DateTextOrNone : DateText {
     }
 };
 
-/// A date-time in the driver's own form, labelled UTC when it is read.
+/// A date-time in the driver's own form, labelled UTC when it is read. SQLite's driver stores the empty text for a year
+/// that ISO 8601 does not write with four digits.
 struct DateTime {
     template <class T>
     static QVariant store(const T &date, DatabaseType /*type*/)
     {
-        return QVariant(QDateTime(date));
+        const int year = date.date().year();
+        return date.isValid() && (year < 1 || year > 9999) ? QVariant() : QVariant(QDateTime(date));
     }
 
     template <class T>

@@ -103,8 +103,7 @@ int Metadata::update(const QSqlDatabase &database)
 int Metadata::update(QSqlQuery &query, const QString &schemaName)
 {
     query.prepare(updateText().of(schemaName));
-    bindRecord(query, *this, Columns::Table);
-    return ExecQuery(query).exec();
+    return bindRecord(query, *this, Columns::Table) ? ExecQuery(query).exec() : ResultCode::BadData;
 }
 
 ResultPointer<Metadata> Metadata::select(const QString &schemaName, DatabaseConnection &connection)

@@ -580,5 +580,25 @@ TEST_P(RecordsTest, PartsAndBlocksComeBackThroughTheirStorageFiles)
     m_log.clear();
 }
 
+TEST_P(RecordsTest, RefusesDatesThatItsTextFormCannotHold)
+{
+    const QDateTime year10000(QDate(10000, 1, 1), QTime(1, 0), Qt::UTC);
+    StorageFiles file;
+    file.setLastModified(year10000);
+    EXPECT_EQ(file.insert(m_schema, m_connection), ResultCode::BadData);
+    RestorePoints restorePoint;
+    restorePoint.setStartDate(year10000);
+    EXPECT_EQ(restorePoint.insert(m_schema, m_connection), ResultCode::BadData);
+    Metadata metadata;
+    ASSERT_EQ(metadata.insert(m_schema, m_connection), ResultCode::Ok);
+    metadata.setDateCreatedUtc(year10000);
+    metadata.setBlockSize(7);
+    EXPECT_EQ(metadata.update(m_schema, m_connection), ResultCode::BadData);
+    QSqlQuery query = m_connection.query();
+    EXPECT_EQ(metadata.update(query, m_schema), ResultCode::BadData);
+    EXPECT_EQ(Metadata::select(m_schema, m_connection).pointer->blockSize(), 0);
+    m_log.clear();
+}
+
 } // namespace
 } // namespace Tolm::SQL::Generation
