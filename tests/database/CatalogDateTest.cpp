@@ -1,32 +1,13 @@
 #include <repository/database/CatalogDate_p.h>
 
+#include <tests/support/ProcessZone.h>
+
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <ctime>
+#include <limits>
 
 namespace Tolm::SQL {
 namespace {
-
-/// Puts the process into a zone, as if it had been started there.
-class Zone {
-public:
-    explicit Zone(const char *zone)
-        : m_before(qgetenv("TZ"))
-    {
-        qputenv("TZ", zone);
-        ::tzset();
-    }
-    ~Zone()
-    {
-        m_before.isEmpty() ? qunsetenv("TZ") : qputenv("TZ", m_before);
-        ::tzset();
-    }
-    Q_DISABLE_COPY_MOVE(Zone)
-
-private:
-    QByteArray m_before;
-};
 
 QDateTime utc(int year, int month, int day, int hour = 0, int minute = 0, int second = 0)
 {
@@ -35,7 +16,7 @@ QDateTime utc(int year, int month, int day, int hour = 0, int minute = 0, int se
 
 class CatalogDateTest : public testing::TestWithParam<const char *> {
 protected:
-    const Zone m_zone{GetParam()};
+    const Tests::ProcessZone m_zone{GetParam()};
 };
 INSTANTIATE_TEST_SUITE_P(Zones, CatalogDateTest, testing::Values("UTC", "America/New_York", "Asia/Kathmandu"));
 

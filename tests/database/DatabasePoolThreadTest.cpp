@@ -96,33 +96,5 @@ TEST_P(DatabasePoolThreadTest, ChurnUnderSweepsLosesNothingAndClosesEverything)
     EXPECT_FALSE(log.mentions("Unable to free statement"));
 }
 
-TEST_P(DatabasePoolThreadTest, SweepsLeaveTheConnectionsOfLivingHandles)
-{
-    const int before = QSqlDatabase::connectionNames().size();
-    std::atomic<int> opened{0};
-    std::atomic<bool> done{false};
-    std::vector<std::thread> threads;
-    for (int thread = 0; thread < Threads; ++thread) {
-        threads.emplace_back([&] {
-            const DatabaseConnection connection(m_database.pool());
-            const bool own = connection.query().exec("create temporary table mine (id integer)");
-            ++opened;
-            while (!done)
-                std::this_thread::yield();
-            if (!own || !connection.query().exec("select id from mine"))
-                ++m_wrong;
-        });
-    }
-    while (opened < Threads)
-        sweep();
-    sweep();
-    done = true;
-    for (std::thread &thread : threads)
-        thread.join();
-    EXPECT_EQ(m_wrong, 0);
-    sweep();
-    EXPECT_EQ(QSqlDatabase::connectionNames().size(), before);
-}
-
 } // namespace
 } // namespace Tolm::SQL

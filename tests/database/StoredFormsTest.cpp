@@ -1,21 +1,12 @@
-#include <repository/database/DatabaseTransaction.h>
 #include <repository/database/Records_p.h>
 
-#include <tests/support/ShortWaits.h>
+#include <tests/support/ProcessZone.h>
 #include <tests/support/TestDatabase.h>
 
-#include <ctime>
 #include <limits>
 
 namespace Tolm::SQL {
 namespace {
-
-// The whole program runs where the clock skips an hour, and from before its first date on.
-const bool zoneIsSet = [] {
-    qputenv("TZ", "America/New_York");
-    ::tzset();
-    return true;
-}();
 
 enum class Kind { None, Some = 3 };
 
@@ -103,7 +94,7 @@ protected:
 
     QVariant stored(const char *column) { return m_database.value(QString("select %1 from t").arg(column)); }
 
-    const Tests::ShortWaits m_shortWaits;
+    const Tests::ProcessZone m_zone{"America/New_York"};
 };
 TOLM_TEST_ON_EVERY_BACKEND(StoredFormsTest);
 
@@ -213,23 +204,6 @@ TEST_P(StoredFormsTest, WhatDoesNotConvertReadsAsNothing)
     expected.utf8 = "6";
     expected.bytes = "7";
     EXPECT_TRUE(*read == expected);
-}
-
-TEST_P(StoredFormsTest, ValueThatTheColumnCannotHoldIsRefusedAndNotCut)
-{
-    Everything record;
-    record.id = 1;
-    record.count = std::numeric_limits<unsigned long>::max();
-    EXPECT_EQ(insert(record), ResultCode::BadData);
-    record.count = 0;
-    record.textOrNone = QDateTime(QDate(10000, 1, 1), QTime(0, 0), Qt::UTC);
-    EXPECT_EQ(insert(record), ResultCode::BadData);
-    record.textOrNone = {};
-    if (!isSQLite()) {
-        record.id = quint64(1) << 31;
-        EXPECT_EQ(insert(record), ResultCode::RetriesExhausted);
-    }
-    EXPECT_EQ(m_database.value("select count(*) from t"), 0);
 }
 
 } // namespace
