@@ -7,11 +7,6 @@
 #include <QTimerEvent>
 #include <QUuid>
 
-#ifdef __SANITIZE_THREAD__
-extern "C" void __tsan_acquire(void *);
-extern "C" void __tsan_release(void *);
-#endif
-
 namespace Tolm::SQL {
 
 namespace {
@@ -22,28 +17,6 @@ QString newConnectionName()
 {
     return QUuid::createUuid().toString();
 }
-
-// ThreadSanitizer does not see the futex inside Qt's own uninstrumented library, so the lock has to be told to it.
-class PoolLock {
-public:
-    explicit PoolLock(QMutex &mutex)
-        : m_locker(&mutex)
-    {
-#ifdef __SANITIZE_THREAD__
-        __tsan_acquire(m_locker.mutex());
-#endif
-    }
-    ~PoolLock()
-    {
-#ifdef __SANITIZE_THREAD__
-        __tsan_release(m_locker.mutex());
-#endif
-    }
-    Q_DISABLE_COPY_MOVE(PoolLock)
-
-private:
-    QMutexLocker m_locker;
-};
 
 } // namespace
 
@@ -56,7 +29,7 @@ DatabasePool::DatabasePool(QObject *parent)
 
 DatabasePool::~DatabasePool()
 {
-    const PoolLock lock(m_mutex);
+    const QMutexLocker lock(&m_mutex);
     const QList<std::thread::id> threads = m_connections.keys();
     for (const std::thread::id thread : threads)
         remove(thread);
@@ -95,7 +68,7 @@ QSqlDatabase DatabasePool::getConnection()
 
 void DatabasePool::removeConnection()
 {
-    const PoolLock lock(m_mutex);
+    const QMutexLocker lock(&m_mutex);
     const Entry entry = m_connections.value(std::this_thread::get_id());
     if (entry && entry->useCount > 0)
         --entry->useCount;
@@ -103,7 +76,7 @@ void DatabasePool::removeConnection()
 
 DatabasePool::Entry DatabasePool::acquire()
 {
-    const PoolLock lock(m_mutex);
+    const QMutexLocker lock(&m_mutex);
     if (!m_initialized)
         return {};
 
@@ -121,7 +94,7 @@ DatabasePool::Entry DatabasePool::acquire()
 
 void DatabasePool::release(Entry entry)
 {
-    const PoolLock lock(m_mutex);
+    const QMutexLocker lock(&m_mutex);
     if (entry->useCount > 0)
         --entry->useCount;
     entry.reset();
@@ -160,7 +133,7 @@ bool DatabasePool::reopen(PoolObject &entry)
 
 void DatabasePool::timerEvent(QTimerEvent * /*event*/)
 {
-    const PoolLock lock(m_mutex);
+    const QMutexLocker lock(&m_mutex);
     const QDateTime cutoff = QDateTime::currentDateTimeUtc().addMSecs(-Timing::instance().idleConnection);
     QList<std::thread::id> idle;
     for (const Entry &entry : qAsConst(m_connections)) {
