@@ -135,37 +135,6 @@ TEST_P(CatalogueConcurrencyTest, LosesNothingOfManyWriters)
         expected);
 }
 
-TEST_P(CatalogueConcurrencyTest, ShowsReadersOnlyWhatWasCommittedTogether)
-{
-    const LogCapture log;
-    std::atomic<bool> done{false};
-    std::atomic<int> reads{0};
-    onThreads(m_database, [&](int number, DatabaseConnection &connection) {
-        if (number == 0) {
-            // Versions come and go in pairs.
-            for (int round = 0; round < 40 || (reads < 200 && round < 4000); ++round) {
-                DatabaseTransaction transaction(connection);
-                EXPECT_EQ(transaction.error(), ResultCode::Ok);
-                for (const int day : {1, 2}) {
-                    CloudFileVersion one = version("/pair", day);
-                    const bool ok =
-                        round % 2 == 0 ? one.insert(1, connection)
-                                       : CloudFileVersion::selectLastVersion(1, connection)->delete_(false, connection);
-                    EXPECT_TRUE(ok);
-                }
-                EXPECT_EQ(transaction.commit(), ResultCode::Ok);
-            }
-            done = true;
-        }
-        while (!done) {
-            EXPECT_EQ(CloudFileVersion::select_(1, connection).size() % 2, 0);
-            ++reads;
-        }
-    });
-    EXPECT_GE(reads, 200);
-    EXPECT_EQ(faults(log), QString());
-}
-
 TEST_P(CatalogueConcurrencyTest, MakesOneFolderOfManyAttempts)
 {
     // The losers of a race on a folder get null and find it the next time; on PostgreSQL each loss would cost 12 s.

@@ -1,4 +1,3 @@
-#include <repository/catalog/CloudFileVersion.h>
 #include <repository/catalog/CloudFileVersionBitmap.h>
 
 #include <tests/catalog/Samples.h>
@@ -20,7 +19,7 @@ class CloudFileVersionBitmapTest : public DatabaseTest {
 protected:
     void SetUp() override
     {
-        m_database.createTables<CloudFileVersion, CloudFileVersionBitmap>();
+        m_database.createTables<CloudFileVersionBitmap>();
         qputenv("TOLM_CONFIG_ROOT", QFile::encodeName(m_folder.path()));
         QDir(m_folder.path()).mkdir("differentialfilemap");
         QDir(m_folder.path()).mkdir("diskimagemap");
@@ -165,25 +164,6 @@ TEST_P(CloudFileVersionBitmapTest, ReportsAMapThatCannotBeRemoved)
     EXPECT_TRUE(inserted(1).delete_(m_connection));
     EXPECT_EQ(log.complaints(), "Error on remove differential ibb backup map, message: Is a directory");
     EXPECT_EQ(log.count(QtInfoMsg, imageMap()), 1);
-}
-
-TEST_P(CloudFileVersionBitmapTest, GoesWithItsVersion)
-{
-    m_database.sql("create table diskimage_versions (diskimage_id integer, version_id integer)");
-    CloudFileVersion version;
-    version.setPath("/a");
-    version.setFileId(1);
-    version.setDateModified(utc(2024, 1, 1));
-    for (const int attribute : {3, 6, 4}) {
-        version.setAttribute(attribute);
-        ASSERT_TRUE(version.insert(1, m_connection));
-        inserted(version.id());
-        write(attribute == 6 ? imageMap() : fileMap());
-        EXPECT_TRUE(version.delete_(false, m_connection));
-        EXPECT_EQ(count(), attribute == 4);
-        EXPECT_EQ(QFile::exists(fileMap()), attribute == 4);
-        EXPECT_FALSE(QFile::exists(imageMap()));
-    }
 }
 
 TEST_P(CloudFileVersionBitmapTest, LeavesTheFileWhenTheRowCannotGo)

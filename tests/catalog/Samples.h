@@ -40,7 +40,7 @@ inline QStringList awkwardNames()
 inline QString incompressible(int length)
 {
     static constexpr char Alphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_";
-    std::mt19937 random(4711); // NOLINT(cert-msc51-cpp): the same text in every run
+    std::mt19937 random(4711);
     QString text(length, Qt::Uninitialized);
     for (QChar &character : text)
         character = QLatin1Char(Alphabet[random() % 64]);
