@@ -1,80 +1,32 @@
 // How long the purge selection takes beside one ordered, joined pass over SQLite's own interface that reads every
-// column of every version: both over the same catalogue, made from a seed, in one process. Usage: PurgeBenchmark [FILES
-// [SEED]]
+// column of every version: both over the same catalogue, made from a seed, in one process, in three sizes. Usage:
+// PurgeBenchmark [--tiny]
 
 #include <repository/catalog/CheckCloudFiles4Purge.h>
 #include <repository/catalog/CloudFile.h>
 #include <repository/catalog/CloudFileVersion.h>
 #include <repository/database/DatabasePool.h>
 
-#include <QCoreApplication>
-#include <QFile>
-#include <QSqlQuery>
-#include <QTemporaryDir>
-#include <sqlite3.h>
+#include <benchmarks/support/Library.h>
+#include <benchmarks/support/Measure.h>
+#include <benchmarks/support/Sqlite.h>
+#include <benchmarks/support/Table.h>
 
-#include <ctime>
+#include <QCoreApplication>
+#include <QTemporaryDir>
+
 #include <functional>
-#include <iostream>
 #include <random>
 #include <string>
 #include <vector>
 
 using namespace Tolm::SQL;
+using namespace Tolm::Benchmarks;
 
 namespace {
 
 constexpr int VersionsPerFile = 3;
 constexpr int Columns = 22;
-
-double cpuSeconds()
-{
-    timespec now{};
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
-    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
-}
-
-double secondsOf(const std::function<void()> &work)
-{
-    const double start = cpuSeconds();
-    work();
-    return cpuSeconds() - start;
-}
-
-long peakMegabytes()
-{
-    QFile status(QStringLiteral("/proc/self/status"));
-    if (!status.open(QIODevice::ReadOnly))
-        return 0;
-    const QByteArray text = status.readAll();
-    const QByteArray tail = text.mid(text.indexOf("VmHWM:") + 6).trimmed();
-    return tail.left(tail.indexOf(' ')).toLong() / 1024;
-}
-
-class Sqlite {
-public:
-    explicit Sqlite(const QString &path) { sqlite3_open(path.toUtf8().constData(), &m_database); }
-    ~Sqlite() { sqlite3_close(m_database); }
-    Q_DISABLE_COPY_MOVE(Sqlite)
-
-    void run(const std::string &text)
-    {
-        char *error = nullptr;
-        if (sqlite3_exec(m_database, text.c_str(), nullptr, nullptr, &error) != SQLITE_OK)
-            qFatal("%s: %s", text.c_str(), error);
-    }
-
-    sqlite3_stmt *prepare(const char *text)
-    {
-        sqlite3_stmt *statement = nullptr;
-        if (sqlite3_prepare_v2(m_database, text, -1, &statement, nullptr) != SQLITE_OK)
-            qFatal("%s: %s", text, sqlite3_errmsg(m_database));
-        return statement;
-    }
-
-private:
-    sqlite3 *m_database = nullptr;
-};
 
 // Files in folders of a hundred, three versions each; a tenth of the versions is older than a year.
 void generate(Sqlite &sqlite, int files, unsigned seed)
@@ -166,37 +118,27 @@ struct Policy {
     std::function<void(CheckCloudFiles4Purge &)> set;
 };
 
-} // namespace
-
-int main(int argc, char **argv)
+void measure(Table &table, int files)
 {
-    const QCoreApplication application(argc, argv);
-    const int files = argc > 1 ? QString::fromLocal8Bit(argv[1]).toInt() : 1000000;
-    const unsigned seed = argc > 2 ? QString::fromLocal8Bit(argv[2]).toUInt() : 1;
-
+    constexpr unsigned Seed = 1;
     const QTemporaryDir folder;
     const QString path = folder.filePath(QStringLiteral("catalogue.db"));
-    Sqlite sqlite(path);
-    generate(sqlite, files, seed);
-    {
-        QSqlDatabase database = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"));
-        database.setDatabaseName(path);
-        if (!database.open() || !DatabasePool::defaultPool()->initDatabase(database))
-            return 1;
-    }
-    QSqlDatabase::removeDatabase(QLatin1String(QSqlDatabase::defaultConnection));
+    Sqlite sqlite(path.toStdString());
+    generate(sqlite, files, Seed);
+    QPointer<DatabasePool> pool = openPool(path);
 
-    const double limit = secondsOf([&] { joinedPass(sqlite); });
-    std::cout << files << " files, " << files * VersionsPerFile << " versions, seed " << seed
-              << "; CPU time of this thread\n"
-              << "joined pass, C API: " << limit << " s, peak memory " << peakMegabytes() << " MB\n";
+    const std::string size = std::to_string(files) + " files, ";
+    resetPeak();
+    const double limit = measured([&] { joinedPass(sqlite); });
+    table.seconds(size + "joined pass, C API", "time", limit);
+    table.text(size + "joined pass, C API", "peak memory", std::to_string(peakMegabytes()) + " MB");
 
     const Policy policies[] = {
-        {"age, 365 days",
+        {"age of 365 days",
          [](auto &purge) {
              purge.deleteVersionOlder(true, 365, true, CheckCloudFiles4Purge::VersionOlderType::DateModified);
          }},
-        {"age, and count 2",
+        {"age and count 2",
          [](auto &purge) {
              purge.deleteVersionOlder(true, 365, true, CheckCloudFiles4Purge::VersionOlderType::DateModified);
              purge.keepNumberOfVersion(true, 2);
@@ -206,12 +148,27 @@ int main(int argc, char **argv)
         CheckCloudFiles4Purge purge(1);
         policy.set(purge);
         CheckCloudFiles4Purge::Selection selection;
-        const double seconds = secondsOf([&] {
-            DatabaseConnection connection(DatabasePool::defaultPool());
+        resetPeak();
+        const double seconds = measured([&] {
+            DatabaseConnection connection(pool);
             selection = purge.files({QStringLiteral("/home")}, connection);
         });
-        std::cout << policy.name << ": " << selection.size() << " chosen, " << seconds << " s, ratio "
-                  << seconds / limit << ", peak memory " << peakMegabytes() << " MB\n";
+        const std::string row = size + policy.name;
+        table.seconds(row, "time", seconds);
+        table.ratio(row, "times the pass", seconds / limit);
+        table.text(row, "chosen", std::to_string(selection.size()));
+        table.text(row, "peak memory", std::to_string(peakMegabytes()) + " MB");
     }
+    delete pool;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    const QCoreApplication application(argc, argv);
+    Table table("Purge selection");
+    for (const int files : isTiny(argc, argv) ? std::vector<int>{1000} : std::vector<int>{10000, 100000, 1000000})
+        measure(table, files);
     return 0;
 }
