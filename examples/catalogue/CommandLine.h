@@ -4,11 +4,23 @@
 #include <QString>
 #include <QStringList>
 
+#include <optional>
+
 namespace Client {
 
 /// What the user asks for. A value, filled by parseCommandLine().
 struct CommandLine {
-    enum class Command { ShowText, Record, List, Versions, Find, Report };
+    enum class Command {
+        ShowText,
+        Record,
+        List,
+        Versions,
+        Find,
+        Report,
+        Purge,
+        RecordGeneration,
+        ListGeneration,
+    };
 
     Command command = Command::ShowText;
     QString text;        ///< ShowText: what to print, the help or the version
@@ -16,6 +28,18 @@ struct CommandLine {
     QString catalogue;   ///< a location as "DB_location" takes it; empty: the product's own configuration
     QString accountFile; ///< empty: none given
     QDateTime at;        ///< UTC; invalid: now
+    QStringList paths;   ///< of the commands that take several; absolute and clean
+    QString generation;  ///< the file of a generation
+
+    /// \name The rules of a purge, each off unless given
+    ///@{
+    std::optional<long> olderDays;
+    std::optional<quint64> keep;
+    std::optional<quint64> deletedDays;
+    ///@}
+    bool dryRun = false;
+    bool filesOnly = false;
+    bool showDeleted = false;
 };
 
 /// Throws Failure, with a text that tells what is wrong, for a command line that makes no sense.

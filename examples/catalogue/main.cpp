@@ -6,7 +6,9 @@
 #include <examples/catalogue/Failure.h>
 #include <examples/catalogue/Features.h>
 #include <examples/catalogue/Format.h>
+#include <examples/catalogue/Generation.h>
 #include <examples/catalogue/Interrupt.h>
+#include <examples/catalogue/Purge.h>
 #include <examples/catalogue/Questions.h>
 #include <examples/catalogue/Recorder.h>
 #include <examples/catalogue/Report.h>
@@ -66,10 +68,15 @@ bool record(const CommandLine &line, const Catalogue &catalogue, DatabaseConnect
 bool run(const CommandLine &line)
 {
     const bool isRecord = line.command == Command::Record;
+    const bool readsFolder = isRecord || line.command == Command::RecordGeneration;
     // Before the catalogue is opened, and so perhaps made. A folder that is not there is a slip of the pen or a disk
     // that is not mounted, and no reason to mark everything that was in it as deleted.
-    if (isRecord && !QFileInfo(line.argument).isDir())
+    if (readsFolder && !QFileInfo(line.argument).isDir())
         throw Failure(QStringLiteral("%1 is no folder").arg(line.argument));
+    if (line.command == Command::RecordGeneration)
+        return recordGeneration(line);
+    if (line.command == Command::ListGeneration)
+        return listGeneration(line);
     const Catalogue catalogue(line.catalogue,
                               isRecord ? Catalogue::WhenMissing::Create : Catalogue::WhenMissing::Refuse);
     DatabaseConnection connection(DatabasePool::defaultPool());
@@ -81,6 +88,8 @@ bool run(const CommandLine &line)
     const auto destinations = destinationsToAsk(line.accountFile, connection);
     if (line.command == Command::Report)
         return printReport(destinations, connection);
+    if (line.command == Command::Purge)
+        return purge(line, destinations, connection);
     const Questions questions(destinations, connection);
     switch (line.command) {
     case Command::List:
