@@ -72,3 +72,20 @@ ask find "${name%.*}"
 ask find goes.txt
 ask find no-such-name
 run "$program" --catalogue "$catalogue" report
+
+title "What a purge would take, and takes"
+ask purge --keep 1 --dry-run "$copy"
+ask purge --keep 1 "$copy"
+
+title "The same copy as a generation: recorded, changed, recorded, and listed at both times"
+generation=$work/generation.db
+printf 'A file that goes.\n' >"$copy/goes.txt"
+run "$program" generation "$generation" record "$copy"
+sleep 1 # restore points are told apart by whole seconds
+first=$(date -u +%Y-%m-%dT%H:%M:%S)
+sleep 1
+rm "$copy/goes.txt"
+printf 'A change.\n' >>"$copy/$name"
+run "$program" generation "$generation" record "$copy"
+run "$program" generation "$generation" list --at "$first" "$copy/goes.txt" "$copy/$name"
+run "$program" generation "$generation" list --deleted "$copy/goes.txt" "$copy/$name"

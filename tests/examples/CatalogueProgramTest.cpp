@@ -250,6 +250,36 @@ TEST_P(CatalogueProgramTest, AnswersInTables)
         EXPECT_TRUE(report.contains(QLatin1String(part))) << part << '\n' << qPrintable(report);
 }
 
+TEST_P(CatalogueProgramTest, PurgesOnlyWhatItWasAskedToAndNotWhenDry)
+{
+    const QString purge = QStringLiteral("purge");
+    const QString keep = QStringLiteral("--keep");
+    for (const char *day : {"01", "02", "03"}) {
+        const QString date = QStringLiteral("2024-01-%1T00:00:00").arg(QLatin1String(day));
+        m_client.write(QStringLiteral("sub/a.txt"), "12345", date);
+        m_client.write(QStringLiteral("subway/b.txt"), "1", date);
+        EXPECT_EQ(record().code, 0);
+    }
+    const QString sub = m_client.path(QStringLiteral("sub"));
+    const Outcome dry = run({purge, keep, QStringLiteral("1"), QStringLiteral("--dry-run"), sub});
+    EXPECT_EQ(dry.code, 0);
+    EXPECT_EQ(dry.out.count(QStringLiteral("NumberOfVersions")), 2);
+    EXPECT_TRUE(dry.out.endsWith(QStringLiteral("2 versions would go, 10 bytes would come free.\n")));
+    EXPECT_EQ(versions(), 6);
+
+    EXPECT_TRUE(run({purge, keep, QStringLiteral("1"), sub}).out.contains(QStringLiteral("2 versions gone")));
+    EXPECT_EQ(versions(), 4);
+    EXPECT_EQ(run({purge, keep, QStringLiteral("1"), sub}).code, 1);
+    EXPECT_EQ(run({purge, QStringLiteral("--older"), QStringLiteral("30"), m_client.tree()}).code, 0);
+    EXPECT_EQ(versions(), 2); // the newest of each file
+
+    QDir(sub).removeRecursively();
+    EXPECT_EQ(record().code, 0);
+    EXPECT_EQ(run({purge, QStringLiteral("--deleted"), QStringLiteral("0"), m_client.tree()}).code, 0);
+    EXPECT_EQ(versions(), 1);
+    EXPECT_EQ(number(QStringLiteral("select count(*) from cloud_folders where display_name = 'sub'")), 0);
+}
+
 TEST_P(CatalogueProgramTest, CountsWhatItCannotRecordAndPassesOverWhatIsNoFile)
 {
     const QString odd = QStringLiteral("it's 100%\n\"\u001b[31m\U0001F600\u00e9\u4e2d");
@@ -412,7 +442,13 @@ TEST_F(CatalogueProgramFileTest, TellsWhatIsWrong)
         {{list, QStringLiteral("/"), QStringLiteral("/usr")}, "list PATH"},
         {{list, QStringLiteral("/"), QStringLiteral("--nonsense")}, "nonsense"},
         {{list, QStringLiteral("/"), QStringLiteral("--at"), QStringLiteral("2024-02-30")}, "is no date"},
-        {{QStringLiteral("find"), QString()}, "TEXT is empty"},
+        {{QStringLiteral("find"), QString()}, "argument of find is empty"},
+        {{QStringLiteral("purge"), QStringLiteral("/")}, "purge needs"},
+        {{QStringLiteral("purge"), QStringLiteral("/"), QStringLiteral("--keep"), QStringLiteral("-1")}, "from 0 on"},
+        {{list, QStringLiteral("/"), QStringLiteral("--dry-run")}, "belong to purge"},
+        {{QStringLiteral("generation"), missing, QStringLiteral("forget"), QStringLiteral("/")}, "there is no command"},
+        {{QStringLiteral("generation"), missing, list, QStringLiteral("/")}, "there is no generation"},
+        {{QStringLiteral("generation"), noDatabase, list, QStringLiteral("/")}, "cannot open the generation"},
         {{QStringLiteral("record"), missing}, "is no folder"},
         {{list, QStringLiteral("/"), option, missing}, "there is no catalogue at"},
         {{list, QStringLiteral("/")}, "there is no catalogue at"},
@@ -440,6 +476,42 @@ TEST_F(CatalogueProgramFileTest, TellsWhatIsWrong)
     EXPECT_TRUE(help.out.contains(QLatin1String("versions FILE")));
     EXPECT_TRUE(m_client.run({QStringLiteral("--version")}).out.startsWith(QLatin1String("catalogue ")));
     EXPECT_EQ(run({QStringLiteral("report")}).out, QStringLiteral("Nothing has been recorded yet.\n"));
+}
+
+TEST_F(CatalogueProgramFileTest, ListsAGenerationAsItStood)
+{
+    const QString file = m_client.beside(QStringLiteral("generation.db"));
+    const auto generation = [&](const QStringList &arguments) {
+        return m_client.run(QStringList{QStringLiteral("generation"), file} + arguments);
+    };
+    const QStringList record{QStringLiteral("record"), m_client.tree()};
+    const QStringList list{QStringLiteral("list"), m_client.tree(), QStringLiteral("--files-only")};
+    m_client.write(QStringLiteral("a.txt"), "1", QStringLiteral("2024-01-01T00:00:00"));
+    m_client.write(QStringLiteral("sub/deep/b.txt"), "1", QStringLiteral("2024-01-01T00:00:00"));
+    EXPECT_EQ(generation(record).code, 0);
+    const QString first = generation(list).out;
+    EXPECT_EQ(first.count(QStringLiteral(" 2024-01-01 00:00:00 ")), 2) << qPrintable(first);
+
+    // Restore points are told apart by whole seconds.
+    QThread::msleep(1100);
+    const QString then = QDateTime::currentDateTimeUtc().toString(QStringLiteral("yyyyMMddhhmmss"));
+    QThread::msleep(1100);
+    m_client.write(QStringLiteral("a.txt"), "1234", QStringLiteral("2024-02-01T00:00:00"));
+    QDir(m_client.path(QStringLiteral("sub"))).removeRecursively();
+    EXPECT_TRUE(generation(record).out.contains(QStringLiteral("deleted      0 files, 1 folders")));
+
+    const QString now = generation(list).out;
+    EXPECT_TRUE(now.contains(QStringLiteral("4 bytes  2024-02-01 00:00:00"))) << qPrintable(now);
+    EXPECT_FALSE(now.contains(QStringLiteral("b.txt")));
+    EXPECT_EQ(generation(list + QStringList{QStringLiteral("--at"), then}).out, first);
+    EXPECT_TRUE(generation(list + QStringList{QStringLiteral("--deleted")}).out.contains(QStringLiteral("b.txt")));
+    EXPECT_EQ(generation(list + QStringList{QStringLiteral("--at"), QStringLiteral("2020-01-01")}).code, 1);
+
+    // The same again, and back.
+    m_client.write(QStringLiteral("sub/deep/b.txt"), "1", QStringLiteral("2024-01-01T00:00:00"));
+    EXPECT_EQ(generation(record).code, 0);
+    EXPECT_TRUE(generation(record).out.contains(QStringLiteral("unchanged    2 files")));
+    EXPECT_TRUE(generation(list).out.contains(QStringLiteral("b.txt")));
 }
 
 TEST_F(CatalogueProgramFileTest, UsesTheProductsOwnCatalogueWithoutTheOption)
