@@ -18,18 +18,18 @@ void removeIf(List &list, Predicate predicate)
     list.erase(std::remove_if(list.begin(), list.end(), predicate), list.end());
 }
 
+QString withSlash(const QString &folderPath)
+{
+    return folderPath.endsWith(QLatin1Char('/')) ? folderPath : folderPath + QLatin1Char('/');
+}
+
 bool liesDirectlyIn(const QString &path, const QString &folderWithSlash)
 {
-    return path.startsWith(folderWithSlash) && path.indexOf(QLatin1Char('/'), folderWithSlash.size()) < 0;
+    return path.size() > folderWithSlash.size() && path.startsWith(folderWithSlash) &&
+           path.indexOf(QLatin1Char('/'), folderWithSlash.size()) < 0;
 }
 
 } // namespace
-
-/// A queued folder, and by whom it was queued. Only what leads to a queued folder stays in memory.
-struct FileListingRecursive::Step {
-    QString path;
-    Chain parent;
-};
 
 FileListingRecursive::FileListingRecursive(const QStringList &includes, const QDateTime &pointInTime, bool filesOnly,
                                            bool excludeDeleted, QPointer<DatabasePool> &pool)
@@ -55,7 +55,7 @@ FileListingRecursive::FileListingRecursive(const QStringList &includes, const QD
             return;
         if (isFolder.value) {
             log().debug() << Tag << "include folder:" << path;
-            m_folderQueue.append(Chain::create(Step{path, {}}));
+            m_folderQueue.append(path);
         } else {
             log().debug() << Tag << "include file:" << path;
             m_includeFiles.append(path);
@@ -106,7 +106,7 @@ FileListingRecursive::Entry FileListingRecursive::next()
             if (!failed(file.error) && file.pointer)
                 m_pendingFiles.append(file.pointer);
         } else {
-            expand(m_folderQueue.takeFirst());
+            next(m_folderQueue.takeFirst());
         }
     }
     return {};
@@ -114,59 +114,56 @@ FileListingRecursive::Entry FileListingRecursive::next()
 
 void FileListingRecursive::next(const QString &folderPath)
 {
-    expand(Chain::create(Step{folderPath, {}}));
-}
-
-void FileListingRecursive::expand(const Chain &step)
-{
+    if (m_error != ResultCode::Ok || m_restorePointIds.isEmpty())
+        return;
     DatabaseConnection connection(m_pool);
-    const auto folder = Folders::select(step->path, m_restorePointIds, {}, connection);
+    const auto folder = Folders::select(folderPath, m_restorePointIds, {}, connection);
     if (failed(folder.error) || !folder.pointer || (m_excludeDeleted && folder.pointer->deleted()))
         return;
     m_pendingFolders.append(folder.pointer);
 
-    const auto files = Files::selectInFolder(step->path, m_restorePointIds, -1, -1, {}, connection);
+    const auto files = Files::selectInFolder(folderPath, m_restorePointIds, -1, -1, {}, connection);
     if (failed(files.error))
         return;
     m_pendingFiles.append(files.list);
 
-    const auto subfolders = Folders::selectInFolder(step->path, m_restorePointIds, false, -1, -1, {}, connection);
+    const auto subfolders = Folders::selectInFolder(folderPath, m_restorePointIds, false, -1, -1, {}, connection);
     if (failed(subfolders.error))
         return;
     for (const auto &subfolder : subfolders.list) {
-        if (!isRepeated(subfolder->localPath(), step))
-            m_folderQueue.append(Chain::create(Step{subfolder->localPath(), step}));
+        if (isToFollow(folderPath, subfolder->localPath()))
+            m_folderQueue.append(subfolder->localPath());
     }
 }
 
-// Damaged parents can lead in a circle: a folder never queues itself, nor twice in one chain the same child.
-bool FileListingRecursive::isRepeated(const QString &childPath, const Chain &step) const
+// A link to a path directly below the parent's cannot lead in a circle, and no second one leads there. Any other comes
+// from damaged parents; following each once keeps the walk finite, and only those need to be remembered.
+bool FileListingRecursive::isToFollow(const QString &parentPath, const QString &childPath)
 {
-    if (childPath == step->path)
+    if (liesDirectlyIn(childPath, withSlash(parentPath)))
         return true;
-    for (Chain later = step, earlier = step->parent; earlier; later = earlier, earlier = earlier->parent) {
-        if (earlier->path == step->path && later->path == childPath)
-            return true;
-    }
-    return false;
+    const QPair<QString, QString> link(parentPath, childPath);
+    if (childPath == parentPath || m_strayLinks.contains(link))
+        return false;
+    m_strayLinks.insert(link);
+    return true;
 }
 
 void FileListingRecursive::skipFolderListing(QSharedPointer<Folders> folder)
 {
     if (!folder)
         return;
-    QString below = folder->localPath();
-    if (!below.endsWith(QLatin1Char('/')))
-        below.append(QLatin1Char('/'));
-
+    const QString below = withSlash(folder->localPath());
     removeIf(m_pendingFiles, [&](const QSharedPointer<Files> &file) {
         return file->parentId() == folder->id() || liesDirectlyIn(file->localPath(), below);
     });
-    removeIf(m_folderQueue, [&](const Chain &step) { return step->path.startsWith(below); });
+    removeIf(m_folderQueue, [&](const QString &path) { return path.startsWith(below); });
 }
 
 void FileListingRecursive::skipFolderListing(const QString &folderPath)
 {
+    if (m_error != ResultCode::Ok || m_restorePointIds.isEmpty())
+        return;
     DatabaseConnection connection(m_pool);
     const auto folder = Folders::select(folderPath, m_restorePointIds, {}, connection);
     failed(folder.error);

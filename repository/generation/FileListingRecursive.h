@@ -11,6 +11,7 @@
 #include <QList>
 #include <QPair>
 #include <QPointer>
+#include <QSet>
 #include <QSharedPointer>
 #include <QStringList>
 
@@ -60,17 +61,14 @@ public:
     void skipFolderListing(const QString &folderPath);
 
 private:
-    struct Step;
-    using Chain = QSharedPointer<const Step>;
-
     bool isEmpty() const;
     bool failed(int error);
-    void expand(const Chain &step);
-    bool isRepeated(const QString &childPath, const Chain &step) const;
+    bool isToFollow(const QString &parentPath, const QString &childPath);
 
     int m_error = 0;
     QStringList m_includeFiles;
-    QList<Chain> m_folderQueue;
+    QStringList m_folderQueue;
+    QSet<QPair<QString, QString>> m_strayLinks;
     QList<unsigned long long> m_restorePointIds;
     bool m_filesOnly;
     bool m_excludeDeleted;
