@@ -18,17 +18,22 @@ bool readsUnnamedColumns(const QString &text)
     return false;
 }
 
-bool holdsIdList(const QString &text)
+bool hasNumberAfter(QLatin1String words, const QString &text)
 {
-    const int list = text.indexOf(QLatin1String(" in ("));
-    return list >= 0 && list + 5 < text.size() && text.at(list + 5).isDigit();
+    const int found = text.indexOf(words);
+    return found >= 0 && found + words.size() < text.size() && text.at(found + words.size()).isDigit();
+}
+
+bool servesOneSelection(const QString &text)
+{
+    return hasNumberAfter(QLatin1String(" in ("), text) || hasNumberAfter(QLatin1String(" offset "), text);
 }
 
 PreparedStatement::Shelf shelfOf(const QString &text)
 {
     if (readsUnnamedColumns(text))
         return PreparedStatement::Shelf::None;
-    return holdsIdList(text) ? PreparedStatement::Shelf::Lists : PreparedStatement::Shelf::Main;
+    return servesOneSelection(text) ? PreparedStatement::Shelf::Lists : PreparedStatement::Shelf::Main;
 }
 
 } // namespace

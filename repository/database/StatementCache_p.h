@@ -36,8 +36,8 @@ struct PreparedStatement {
 class StatementCache {
 public:
     static constexpr int Capacity = 96;
-    /// Texts with a list of ids in them serve for as long as one selection lasts: they have few places, but their own,
-    /// and do not push the others out.
+    /// Texts with a list of ids or the offset of a page in them serve for as long as one selection lasts: they have few
+    /// places, but their own, and do not push the others out.
     static constexpr int ListCapacity = 8;
 
     /// The idle statement of `text`, or null when there is none.

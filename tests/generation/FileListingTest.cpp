@@ -1,4 +1,5 @@
 #include <repository/database/DatabaseTransaction.h>
+#include <repository/database/StatementCache_p.h>
 #include <repository/generation/FileListingRecursive.h>
 
 #include <tests/generation/GenerationTest.h>
@@ -514,6 +515,34 @@ TEST_F(FileListingTest, EndsAtTheFirstError)
     QPointer<DatabasePool> nobody;
     FileListingRecursive closed({"/top"}, {}, false, false, nobody);
     expectFailed(closed);
+}
+
+// What a browser asks for page by page, and what a walk asks of its restore points, are new texts each time.
+TEST_F(FileListingTest, PassingTextsLeaveTheOthersInTheCache)
+{
+    StatementCache cache;
+    const auto use = [&](const QString &text) {
+        auto statement = cache.take(text);
+        const bool wasKept = statement != nullptr;
+        if (!statement) {
+            statement = std::make_unique<PreparedStatement>(m_connection.query(), text);
+            statement->usable = statement->query.prepare(text);
+            statement->epoch = cache.epoch();
+        }
+        EXPECT_TRUE(statement->usable) << qPrintable(text);
+        cache.give(std::move(statement));
+        return wasKept;
+    };
+    const QString lasting = "select id from restore_points order by start_date desc limit 1";
+    use(lasting);
+    for (int number = 1; number <= 3 * StatementCache::Capacity; ++number) {
+        use(QString("select id from folders where +restore_point_id in (%1,%2)").arg(number).arg(number + 1));
+        use(QString("select id from folders group by local_path limit 50 offset %1").arg(number * 50));
+    }
+    EXPECT_TRUE(use(lasting));
+    const QString walked = "select id from folders where +restore_point_id in (1)";
+    use(walked);
+    EXPECT_TRUE(use(walked));
 }
 
 } // namespace
