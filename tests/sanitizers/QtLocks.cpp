@@ -10,7 +10,7 @@
 namespace {
 
 /// Qt's own function of this mangled name: the next one after this program's.
-template<typename Function>
+template <typename Function>
 Function next(const char *name)
 {
     return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
