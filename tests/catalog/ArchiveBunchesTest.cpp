@@ -52,18 +52,6 @@ protected:
 };
 TOLM_TEST_ON_EVERY_BACKEND(ArchiveBunchesTest);
 
-TEST_P(ArchiveBunchesTest, DeclaresItsTable)
-{
-    EXPECT_EQ(ArchiveBunches::createTable(GetParam()),
-              QStringLiteral("create table archive_bunches (id %1 primary key, folder_id integer not null, "
-                             "display_name text not null, type integer not null DEFAULT 0, destination_id INTEGER NOT "
-                             "NULL, plan_id TEXT NULL, meta_file_name TEXT, unique(folder_id, type), "
-                             "unique(destination_id, plan_id), foreign key (folder_id) references cloud_folders(id) on "
-                             "update cascade on delete cascade, foreign key (destination_id) references "
-                             "destination(id) on update cascade on delete cascade);")
-                  .arg(isSQLite() ? QStringLiteral("integer") : QStringLiteral("SERIAL")));
-}
-
 TEST_P(ArchiveBunchesTest, ReadsBackWhatItStored)
 {
     ArchiveBunches bunch = bunchOf(1, 1);

@@ -70,25 +70,6 @@ protected:
 };
 TOLM_TEST_ON_EVERY_BACKEND(ArchiveGenerationsTest);
 
-TEST_P(ArchiveGenerationsTest, DeclaresItsTableAndIndex)
-{
-    EXPECT_EQ(ArchiveGenerations::createTable(GetParam()),
-              QStringLiteral("create table archive_generations (id %1 primary key not null, bunch_id integer not null, "
-                             "marker text not null, format TEXT, number integer not null, type INTEGER NOT NULL "
-                             "DEFAULT 0, full_backup_reason INTEGER, broken_type INTEGER, hint %2, errors_list TEXT, "
-                             "custom_purge INTEGER NOT NULL DEFAULT 0, uploaded_files_size %3, unique(bunch_id, "
-                             "marker), foreign key (bunch_id) references archive_bunches(id) on update cascade on "
-                             "delete cascade);")
-                  .arg(isSQLite() ? QStringLiteral("integer") : QStringLiteral("SERIAL"),
-                       isSQLite() ? QStringLiteral("BLOB") : QStringLiteral("TEXT"),
-                       isSQLite() ? QStringLiteral("INTEGER") : QStringLiteral("BIGINT")));
-    EXPECT_EQ(ArchiveGenerations::createIndex(GetParam()),
-              QStringLiteral("CREATE INDEX IF NOT EXISTS archive_generations_bunch_id ON archive_generations "
-                             "(bunch_id);"));
-    m_database.sql(ArchiveGenerations::createIndex(GetParam()));
-    m_database.sql(ArchiveGenerations::createIndex(GetParam()));
-}
-
 TEST_P(ArchiveGenerationsTest, ReadsBackWhatItStored)
 {
     ArchiveGenerations generation = generationOf(1);

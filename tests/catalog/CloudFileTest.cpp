@@ -72,20 +72,6 @@ protected:
 };
 TOLM_TEST_ON_EVERY_BACKEND(CloudFileTest);
 
-TEST(CloudFileSchema, IsTheAgreedText)
-{
-    const QString columns =
-        ",destination_id INTEGER,parent_id INTEGER DEFAULT 0,cloud_path TEXT,local_path TEXT,file_name "
-        "TEXT,display_name TEXT,size NUMERIC,original_size NUMERIC,date_modified_utc NUMERIC,is_compressed "
-        "INTEGER,is_encrypted INTEGER,is_simple INTEGER,is_broken INTEGER,drive_id INTEGER DEFAULT 0,date_deleted_utc "
-        "NUMERIC DEFAULT 99999999999999,flags INTEGER DEFAULT 0,UNIQUE (destination_id,local_path));";
-    EXPECT_EQ(CloudFile::createTable(DatabaseType::SQLite),
-              "CREATE TABLE cloud_files (id integer PRIMARY KEY ASC" + columns);
-    EXPECT_EQ(CloudFile::createTable(DatabaseType::PostgreSQL),
-              "CREATE TABLE cloud_files (id SERIAL PRIMARY KEY" + columns);
-    EXPECT_EQ(CloudFile::createTable(DatabaseType(0)), QString());
-}
-
 TEST_P(CloudFileTest, ReturnsEveryFieldAsItWasStored)
 {
     CloudFile full = fullFile();

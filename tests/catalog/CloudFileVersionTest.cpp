@@ -87,34 +87,6 @@ protected:
 };
 TOLM_TEST_ON_EVERY_BACKEND(CloudFileVersionTest);
 
-TEST(CloudFileVersionSchema, IsTheAgreedText)
-{
-    const QDateTime before = QDateTime::currentDateTimeUtc().addSecs(-1);
-    const QString sqlite = CloudFileVersion::createTable(DatabaseType::SQLite);
-    const QString moment = QRegularExpression("date_backedup_utc numeric default (\\d{14}),").match(sqlite).captured(1);
-    QDateTime created = QDateTime::fromString(moment, CloudFile::DateFormat);
-    created.setTimeSpec(Qt::UTC);
-    EXPECT_TRUE(before <= created && created <= QDateTime::currentDateTimeUtc()) << qPrintable(moment);
-
-    const QString between =
-        "file_id integer,defferential_parent integer default 0,differential_page integer default 0,cloud_path "
-        "text,history_path text,size numeric,original_size numeric,date_modified_utc numeric,date_purgeddelay_utc "
-        "numeric default 99999999999999,attributes integer,is_compressed integer,is_encrypted integer,is_simple "
-        "integer,is_broken integer,job_id integer default 0,upload_id text,date_backedup_utc numeric default %1,";
-    const QString revision = "blocklevel_revision integer default(0),blocklevel_revision_isfull integer "
-                             "default(0),delimiter VARCHAR(1) default(':'),";
-    EXPECT_EQ(sqlite, "create table cloud_file_versions(id integer primary key asc," + between.arg(moment) +
-                          "filenameiv blob default NULL," + revision +
-                          "encryptioniv BLOB(16) default NULL,kdfsalt BLOB(16) default NULL,encryptionkey BLOB default "
-                          "NULL )");
-    const QString postgreSql = CloudFileVersion::createTable(DatabaseType::PostgreSQL);
-    EXPECT_EQ(QString(postgreSql).replace(QRegularExpression("\\d{14},filenameiv"), "%1,filenameiv"),
-              "create table cloud_file_versions(id SERIAL primary key," + between + "filenameiv bytea default NULL," +
-                  revision +
-                  "encryptioniv bytea default NULL,kdfsalt bytea default NULL,encryptionkey bytea default NULL )");
-    EXPECT_EQ(CloudFileVersion::createTable(DatabaseType(9)), QString());
-}
-
 TEST_P(CloudFileVersionTest, ReturnsEveryFieldAsItWasStored)
 {
     CloudFileVersion full = fullVersion();

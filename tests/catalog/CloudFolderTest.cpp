@@ -45,17 +45,6 @@ protected:
 };
 TOLM_TEST_ON_EVERY_BACKEND(CloudFolderTest);
 
-TEST(CloudFolderSchema, IsTheAgreedText)
-{
-    EXPECT_EQ(CloudFolder::createTable(DatabaseType::SQLite),
-              "CREATE TABLE cloud_folders (id INTEGER PRIMARY KEY ASC, name TEXT, display_name TEXT,parent_id INTEGER "
-              "DEFAULT 0,destination_id INTEGER,UNIQUE(display_name,parent_id,destination_id));");
-    EXPECT_EQ(CloudFolder::createTable(DatabaseType::PostgreSQL),
-              "CREATE TABLE cloud_folders ( id SERIAL PRIMARY KEY ,name TEXT ,display_name TEXT ,parent_id INTEGER "
-              "DEFAULT 0 ,destination_id INTEGER ,UNIQUE(display_name,parent_id,destination_id)  )");
-    EXPECT_EQ(CloudFolder::createTable(DatabaseType(3)), QString());
-}
-
 TEST_P(CloudFolderTest, MakesTheMissingStepsOfAPathOnce)
 {
     const auto folder = made("/Home/user/");

@@ -166,18 +166,6 @@ protected:
 };
 TOLM_TEST_ON_EVERY_BACKEND(DestinationTest);
 
-TEST_P(DestinationTest, DeclaresItsTable)
-{
-    const QString rest = QStringLiteral("cloud_type TEXT,account_id TEXT,container TEXT,prefix TEXT,last_sync_time_utc "
-                                        "TEXT,size NUMERIC default 0 , filecount integer default 0 , foldercount "
-                                        "integer default 0 , UNIQUE(cloud_type,account_id,container,prefix))");
-    EXPECT_EQ(Destination::createTable(GetParam()),
-              (isSQLite() ? QStringLiteral("CREATE TABLE destination(id integer PRIMARY KEY ASC,")
-                          : QStringLiteral("CREATE TABLE destination(id SERIAL PRIMARY KEY,")) +
-                  rest);
-    EXPECT_TRUE(Destination::createTable(static_cast<DatabaseType>(3)).isEmpty());
-}
-
 TEST_P(DestinationTest, ReadsBackWhatItStored)
 {
     Destination stored;

@@ -96,23 +96,6 @@ protected:
 };
 TOLM_TEST_ON_EVERY_BACKEND(DiskImageTest);
 
-TEST_P(DiskImageTest, DeclaresItsTables)
-{
-    EXPECT_EQ(DiskImage::createTable(GetParam()),
-              QStringLiteral("CREATE TABLE diskimage ( id %1, size NUMERIC, original_size NUMERIC, date_created_utc "
-                             "NUMERIC, is_compressed INTEGER, is_encrypted INTEGER, backup_folder_name TEXT, "
-                             "destination_id INTEGER NOT NULL, host_name TEXT, xml TEXT, platform_type INTEGER default "
-                             "1, is_block_level %2 default 0, need_decrypt INTEGER default 0, FOREIGN "
-                             "KEY(destination_id) REFERENCES destination(id))")
-                  .arg(isSQLite() ? QStringLiteral("INTEGER PRIMARY KEY ASC") : QStringLiteral("SERIAL PRIMARY KEY"),
-                       isSQLite() ? QStringLiteral("INTEGET") : QStringLiteral("INTEGER")));
-    EXPECT_EQ(DiskImageVersions::createTable(GetParam()),
-              QStringLiteral("CREATE TABLE diskimage_versions ( diskimage_id INTEGER NOT NULL, version_id INTEGER NOT "
-                             "NULL, FOREIGN KEY(diskimage_id) REFERENCES diskimage(id) , FOREIGN KEY(version_id) "
-                             "REFERENCES cloud_file_versions(id))"));
-    EXPECT_TRUE(DiskImage::createTable(static_cast<DatabaseType>(3)).isEmpty());
-}
-
 TEST_P(DiskImageTest, ReadsBackWhatItStored)
 {
     DiskImage image;

@@ -93,18 +93,6 @@ protected:
 };
 TOLM_TEST_ON_EVERY_BACKEND(HistoryTest);
 
-TEST_P(HistoryTest, MakesTheTableOfItsBackend)
-{
-    const QString key =
-        isSQLite() ? QStringLiteral("id INTEGER PRIMARY KEY ASC") : QStringLiteral("id SERIAL PRIMARY KEY");
-    EXPECT_EQ(History::createTable(GetParam()),
-              QStringLiteral("CREATE TABLE history (") + key +
-                  QStringLiteral(", destination_id integer, plan_id text, local_path text, operation integer, duration "
-                                 "integer, date_finished_utc numeric, date_modified_utc numeric, size numeric, message "
-                                 "text, session_id integer, attempts integer, UNIQUE(id));"));
-    EXPECT_TRUE(History::createTable(DatabaseType(0)).isEmpty());
-}
-
 TEST_P(HistoryTest, ReadsBackEveryFieldThroughBothSelects)
 {
     const Tests::ProcessZone zone("America/New_York"); // has no 02:30 on 10 March 2024

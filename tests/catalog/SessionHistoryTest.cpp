@@ -87,25 +87,6 @@ protected:
 };
 TOLM_TEST_ON_EVERY_BACKEND(SessionHistoryTest);
 
-TEST_P(SessionHistoryTest, MakesTheTableOfItsBackend)
-{
-    const QString key =
-        isSQLite() ? QStringLiteral("id INTEGER PRIMARY KEY ASC") : QStringLiteral("id SERIAL PRIMARY KEY");
-    EXPECT_EQ(SessionHistory::createTable(GetParam()),
-              QStringLiteral("CREATE TABLE session_history (") + key +
-                  QStringLiteral(", destination_id integer, plan_id text, date_start_utc numeric, duration integer, "
-                                 "result integer, uploaded_count integer, uploaded_size numeric, scanned_count "
-                                 "integer, scanned_size numeric, purged_count integer, total_count integer, total_size "
-                                 "numeric, failed_count integer, error_message text, processor_time integer, "
-                                 "peel_memory_usage numeric, diff_size numeric default -1, detailed_report_url text "
-                                 "default NULL, steps text default NULL, UNIQUE(id))"));
-    EXPECT_TRUE(SessionHistory::createTable(DatabaseType(0)).isEmpty());
-    EXPECT_EQ(SessionHistory::update(QVersionNumber(0, 9)),
-              QStringLiteral("ALTER TABLE session_history ADD COLUMN steps test default(NULL);"));
-    for (const QVersionNumber &version : {QVersionNumber(0, 9, 0), QVersionNumber(0, 10), QVersionNumber(1, 0)})
-        EXPECT_TRUE(SessionHistory::update(version).isEmpty());
-}
-
 TEST_P(SessionHistoryTest, ReadsBackEveryFieldThroughEverySelect)
 {
     const Tests::ProcessZone zone("America/New_York"); // has no 02:30 on 10 March 2024

@@ -44,18 +44,6 @@ protected:
 };
 TOLM_TEST_ON_EVERY_BACKEND(StatisticsTest);
 
-TEST_P(StatisticsTest, MakesTheTableOfItsBackend)
-{
-    EXPECT_EQ(Statistics::createTable(GetParam()),
-              isSQLite()
-                  ? QStringLiteral("CREATE TABLE statistic (id INTEGER PRIMARY KEY , feature_name TEXT NOT NULL , "
-                                   "counter INTEGER DEFAULT 0 NOT NULL , last_use_date_utc DATETIME NULL);")
-                  : QStringLiteral("CREATE TABLE statistic (id BIGINT PRIMARY KEY , feature_name TEXT NOT NULL , "
-                                   "counter INTEGER DEFAULT 0 NOT NULL , last_use_date_utc TIMESTAMP WITH TIME ZONE "
-                                   "NULL);"));
-    EXPECT_TRUE(Statistics::update(QVersionNumber(0, 9), QString()).isEmpty());
-}
-
 TEST_P(StatisticsTest, CountsTheUsesOfEachFeature)
 {
     constexpr quint64 LastId = std::numeric_limits<qint64>::max();
