@@ -210,15 +210,15 @@ BringUp bringUpSQLite(const QString &path)
 
     // Absolute, so that the pool's later connections find the same file whatever the working folder is by then.
     const QString file = QFileInfo(path).absoluteFilePath();
-    const bool existed = QFileInfo::exists(file);
     database.setDatabaseName(file);
     if (!database.open()) {
         log().error() << "Error on open database:" << database.lastError().text();
         log().error() << "Drivers:" << QSqlDatabase::drivers().join(QLatin1Char(' '));
         return failure(database.lastError());
     }
-    // Before SQLite makes the companions, which take the file's mode at that moment.
-    if (!existed && !DatabaseFile::shareWithEveryone(file)) {
+    // A file that this call or another process has just made. Before SQLite makes the companions, which take the file's
+    // mode at that moment.
+    if (QFileInfo(file).size() == 0 && !DatabaseFile::shareWithEveryone(file)) {
         log().error() << "Error on chandge DB file permissions!" << file;
         return BringUp::Unavailable;
     }
