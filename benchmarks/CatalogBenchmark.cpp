@@ -258,6 +258,7 @@ void insertVersions(Sqlite &sqlite)
 int main(int argc, char **argv)
 {
     const QCoreApplication application(argc, argv);
+    quietLog();
     const QTemporaryDir folder;
     const QString file = folder.filePath(QStringLiteral("catalogue.db"));
     const std::string path = file.toStdString();

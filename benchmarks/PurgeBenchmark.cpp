@@ -167,8 +167,10 @@ void measure(Table &table, int files)
 int main(int argc, char **argv)
 {
     const QCoreApplication application(argc, argv);
+    quietLog();
     Table table("Purge selection");
-    for (const int files : isTiny(argc, argv) ? std::vector<int>{1000} : std::vector<int>{10000, 100000, 1000000})
+    for (const int files :
+         hasArgument(argc, argv, "--tiny") ? std::vector<int>{1000} : std::vector<int>{10000, 100000, 1000000})
         measure(table, files);
     return 0;
 }

@@ -14,16 +14,6 @@ namespace Tolm::Benchmarks {
 /// Makes the tables and indexes that the benchmarks use.
 void createCatalogue(QPointer<SQL::DatabasePool> &pool);
 
-struct Id {
-    long long id = 1;
-
-    template <class Visitor>
-    void visit(Visitor &&column)
-    {
-        column(id);
-    }
-};
-
 /// A folder to look up, or the one found.
 struct FolderKey {
     static constexpr char Select[] =

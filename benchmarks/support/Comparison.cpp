@@ -23,7 +23,8 @@ public:
 } // namespace
 
 Comparison::Comparison(int argc, char **argv)
-    : m_tiny(Benchmarks::isTiny(argc, argv))
+    : m_tiny(hasArgument(argc, argv, "--tiny"))
+    , m_rounds(m_tiny || hasArgument(argc, argv, "--once") ? 1 : Rounds)
 {
     std::vector<char *> arguments(argv, argv + argc);
     char interleaving[] = "--benchmark_enable_random_interleaving=true";
@@ -58,10 +59,7 @@ void Comparison::run(const std::string &title)
             [[maybe_unused]] const std::string name = row.name + '/' + cell.column;
             // The analyzer sees a leak in what Google Benchmark keeps in a list of its own.
 #ifndef __clang_analyzer__
-            benchmark::RegisterBenchmark(name.c_str(), round)
-                ->UseManualTime()
-                ->Iterations(1)
-                ->Repetitions(m_tiny ? 1 : Rounds);
+            benchmark::RegisterBenchmark(name.c_str(), round)->UseManualTime()->Iterations(1)->Repetitions(m_rounds);
 #endif
         }
     }

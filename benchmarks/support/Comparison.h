@@ -11,7 +11,8 @@ namespace Tolm::Benchmarks {
 /// happens on the machine meets everybody alike; the middle one of the rounds counts.
 class Comparison {
 public:
-    /// Takes --tiny and Google Benchmark's own arguments, --benchmark_filter for one.
+    /// Takes --tiny, --once for a single round (with --benchmark_filter and callgrind it counts instructions), and
+    /// Google Benchmark's own arguments.
     Comparison(int argc, char **argv);
 
     /// Does its work so many times and returns the CPU seconds that it took.
@@ -42,6 +43,7 @@ private:
     };
 
     bool m_tiny;
+    int m_rounds;
     std::vector<Row> m_rows{};
 };
 

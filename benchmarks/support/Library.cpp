@@ -8,9 +8,13 @@
 
 namespace Tolm::Benchmarks {
 
+void quietLog()
+{
+    QLoggingCategory::setFilterRules(QStringLiteral("*.debug=false\n*.info=false"));
+}
+
 QPointer<SQL::DatabasePool> openPool(const QString &path)
 {
-    QLoggingCategory::setFilterRules(QStringLiteral("*.debug=false"));
     QPointer<SQL::DatabasePool> pool(new SQL::DatabasePool);
     const QString name = QUuid::createUuid().toString();
     {

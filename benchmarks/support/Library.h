@@ -42,6 +42,9 @@ private:
     std::optional<SQL::DatabaseTransaction> m_transaction{};
 };
 
+/// Switches the library's debug records off, as a host does.
+void quietLog();
+
 /// A pool of connections to the SQLite file `path`, which is made when it does not exist; in WAL mode. The caller
 /// deletes it.
 QPointer<SQL::DatabasePool> openPool(const QString &path);

@@ -4,7 +4,6 @@
 #include <ctime>
 #include <fstream>
 #include <string>
-#include <string_view>
 
 namespace Tolm::Benchmarks {
 
@@ -71,9 +70,9 @@ double medianOf(std::vector<double> samples)
     return *middle;
 }
 
-bool isTiny(int argc, char **argv)
+bool hasArgument(int argc, char **argv, std::string_view argument)
 {
-    return std::any_of(argv, argv + argc, [](const char *argument) { return argument == std::string_view("--tiny"); });
+    return std::any_of(argv, argv + argc, [&](const char *given) { return given == argument; });
 }
 
 } // namespace Tolm::Benchmarks

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <string_view>
 #include <vector>
 
 namespace Tolm::Benchmarks {
@@ -24,7 +25,7 @@ void resetPeak();
 
 double medianOf(std::vector<double> samples);
 
-/// Whether the program runs only to show that it still works: argument --tiny.
-bool isTiny(int argc, char **argv);
+/// Whether `argument` is among the program's; every program takes --tiny, which runs it only to show that it works.
+bool hasArgument(int argc, char **argv, std::string_view argument);
 
 } // namespace Tolm::Benchmarks

@@ -26,6 +26,17 @@ struct Nothing {
     {}
 };
 
+/// For a statement with an id as its only value or column.
+struct Id {
+    long long id = 1;
+
+    template <class Visitor>
+    void visit(Visitor &&column)
+    {
+        column(id);
+    }
+};
+
 /// SQLite's own interface, each statement prepared once: the limit.
 class Sqlite {
 public:
