@@ -33,6 +33,7 @@ const std::vector<std::string> &parentPaths()
 {
     static const std::vector<std::string> paths = [] {
         std::vector<std::string> list;
+        list.reserve(Parents);
         for (int i = 0; i < Parents; ++i)
             list.push_back("/data/" + std::to_string(i));
         return list;
