@@ -7,7 +7,7 @@
 # temporary folder that goes at the end together with the catalogue.
 set -euo pipefail
 
-readonly LINES_SHOWN=14
+readonly LINES_SHOWN=16
 
 fail() {
     printf 'demo.sh: %s\n' "$*" >&2
@@ -23,8 +23,9 @@ run() {
 }
 
 ask() {
-    run "$program" --catalogue "$catalogue" "$@" |
-        awk -v most="$LINES_SHOWN" 'NR <= most + 2; END { if (NR > most + 2) printf "… %d more lines\n", NR - most - 2 }'
+    run "$program" --catalogue "$catalogue" "$@" | awk -v most="$LINES_SHOWN" '
+        NR <= most
+        END { if (NR > most) printf "… %d more lines\n", NR - most }'
 }
 
 # A small file that can be read: best at the top of FOLDER, else anywhere below it.
