@@ -1,44 +1,57 @@
 #include <repository/generation/SchemaPrefix_p.h>
 
+#include <QByteArray>
+
+#include <charconv>
+#include <limits>
+
 namespace Tolm::SQL::Generation {
 
-namespace {
-
-QString filled(QString text, const QString &schemaName)
-{
-    return text.replace(QLatin1String("%1"), schemaName.isEmpty() ? QString() : schemaName + QLatin1Char('.'));
-}
-
-} // namespace
-
 SchemaText::SchemaText(const QString &text)
-    : m_text(text)
-    , m_plain(filled(text, {}))
-{}
+{
+    int end = 0;
+    for (int at = text.indexOf(QLatin1Char('%')); at >= 0; at = text.indexOf(QLatin1Char('%'), end)) {
+        m_places.append({text.mid(end, at - end), text.at(at + 1).digitValue()});
+        end = at + 2;
+    }
+    m_tail = text.mid(end);
+    m_plain = of({}, {});
+}
 
 QString SchemaText::of(const QString &schemaName) const
 {
-    return schemaName.isEmpty() ? m_plain : filled(m_text, schemaName);
+    return schemaName.isEmpty() ? m_plain : of(schemaName, {});
 }
 
 QString SchemaText::of(const QString &schemaName, std::initializer_list<QString> pieces) const
 {
-    QString text = of(schemaName);
-    int number = 2;
+    int size = m_plain.size() + m_places.size() * (schemaName.size() + 1);
     for (const QString &piece : pieces)
-        text.replace(QLatin1Char('%') + QString::number(number++), piece);
+        size += piece.size();
+    QString text;
+    text.reserve(size);
+    for (const Place &place : m_places) {
+        text += place.before;
+        if (place.number > 1 && place.number - 2 < static_cast<int>(pieces.size()))
+            text += pieces.begin()[place.number - 2];
+        else if (place.number == 1 && !schemaName.isEmpty())
+            text += schemaName + QLatin1Char('.');
+    }
+    text += m_tail;
     return text;
 }
 
 QString idList(const QList<unsigned long long> &ids)
 {
-    QString list;
+    constexpr int Longest = std::numeric_limits<unsigned long long>::digits10 + 2; // with its comma
+    QByteArray list(ids.size() * Longest, Qt::Uninitialized);
+    char *end = list.data();
     for (const unsigned long long id : ids) {
-        if (!list.isEmpty())
-            list += QLatin1Char(',');
-        list += QString::number(id);
+        if (end != list.data())
+            *end++ = ',';
+        end = std::to_chars(end, list.end(), id).ptr;
     }
-    return list;
+    return QString::fromLatin1(list.data(), static_cast<int>(end - list.data()));
 }
 
 QString deletedFilter(bool excludeDeleted)

@@ -3,6 +3,7 @@
 #include <QList>
 #include <QString>
 #include <QStringList>
+#include <QVector>
 
 #include <initializer_list>
 
@@ -10,7 +11,7 @@ namespace Tolm::SQL::Generation {
 
 /// A statement text of the generation tables, with "%1" in front of every table's name: filled with the schema name and
 /// a point, or with nothing when the connection's main database is the generation. Kept as a static beside the
-/// operation that runs it; the usual, empty prefix is filled once.
+/// operation that runs it: its places are found once, and the usual, empty prefix is filled once.
 class SchemaText {
 public:
     explicit SchemaText(const QString &text);
@@ -22,7 +23,13 @@ public:
     QString of(const QString &schemaName, std::initializer_list<QString> pieces) const;
 
 private:
-    QString m_text;
+    struct Place {
+        QString before; ///< the text since the place before
+        int number;
+    };
+
+    QVector<Place> m_places;
+    QString m_tail;
     QString m_plain;
 };
 
