@@ -2,6 +2,7 @@
 
 #include <repository/database/CatalogDate_p.h>
 #include <repository/database/DatabaseType.h>
+#include <repository/database/Moment_p.h>
 
 #include <QByteArray>
 #include <QDateTime>
@@ -172,11 +173,7 @@ struct DateTime {
     template <class T>
     static T load(const QVariant &stored)
     {
-        // PostgreSQL's driver takes the clock fields for local time: invalid, but whole, where the process's zone skips
-        // them.
-        QDateTime date = stored.toDateTime();
-        date.setTimeSpec(Qt::UTC);
-        return date;
+        return Moment::fromStored(stored);
     }
 };
 
