@@ -18,14 +18,17 @@ namespace Tolm::Benchmarks {
 /// Adds a contender whose work is done in a transaction that is rolled back, so that everybody finds the same database
 /// in each round. Beginning and rolling back do not count. `work(i)` is one operation.
 template <class Connection, class Work>
-void addContender(Comparison &comparison, std::shared_ptr<Connection> connection, std::shared_ptr<Work> work)
+void addContender(Comparison &comparison, std::shared_ptr<Connection> connection, std::shared_ptr<Work> work,
+                  Clock clock = cpuSeconds)
 {
-    comparison.contender(Connection::Name, [connection, work](int operations) {
+    comparison.contender(Connection::Name, [connection, work, clock](int operations) {
         connection->begin();
-        const double seconds = measured([&] {
-            for (int i = 0; i < operations; ++i)
-                (*work)(i);
-        });
+        const double seconds = measured(
+            [&] {
+                for (int i = 0; i < operations; ++i)
+                    (*work)(i);
+            },
+            clock);
         connection->rollback();
         return seconds;
     });
@@ -37,21 +40,22 @@ class Transacted : public Contender {
 public:
     using Contender::Contender;
     void begin() { this->run("BEGIN IMMEDIATE"); }
+    void commit() { this->run("COMMIT"); }
     void rollback() { this->run("ROLLBACK"); }
 };
 
-template <template <class> class Work, class Contender>
-void addSqlContender(Comparison &comparison, const std::string &path)
+template <template <class> class Work, class Contender, class... Arguments>
+void addSqlContender(Comparison &comparison, const std::string &path, Arguments... arguments)
 {
     const auto connection = std::make_shared<Transacted<Contender>>(path);
-    addContender(comparison, connection, std::make_shared<Work<Contender>>(*connection));
+    addContender(comparison, connection, std::make_shared<Work<Contender>>(*connection, std::move(arguments)...));
 }
 
-/// Adds the limit to the row that was made last. `Work` is made with the contender's connection.
-template <template <class> class Work>
-void addLimit(Comparison &comparison, const std::string &path)
+/// Adds the limit to the row that was made last. `Work` is made with the contender's connection and the arguments.
+template <template <class> class Work, class... Arguments>
+void addLimit(Comparison &comparison, const std::string &path, Arguments... arguments)
 {
-    addSqlContender<Work, Sqlite>(comparison, path);
+    addSqlContender<Work, Sqlite>(comparison, path, std::move(arguments)...);
 }
 
 /// Adds those of the peers that this machine has.

@@ -29,14 +29,25 @@ public:
         if (m_transaction->error() != 0)
             qFatal("no transaction");
     }
+    void commit()
+    {
+        if (m_transaction->commit() != 0)
+            qFatal("not committed");
+        end();
+    }
     void rollback()
     {
         m_transaction->rollback();
+        end();
+    }
+
+private:
+    void end()
+    {
         m_transaction.reset();
         m_connection.reset();
     }
 
-private:
     QPointer<SQL::DatabasePool> &m_pool;
     std::optional<SQL::DatabaseConnection> m_connection{};
     std::optional<SQL::DatabaseTransaction> m_transaction{};

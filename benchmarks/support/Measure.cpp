@@ -1,8 +1,10 @@
 #include <benchmarks/support/Measure.h>
 
 #include <algorithm>
+#include <cmath>
 #include <ctime>
 #include <fstream>
+#include <malloc.h>
 #include <string>
 
 namespace Tolm::Benchmarks {
@@ -39,11 +41,11 @@ double wallSeconds()
     return secondsOn(CLOCK_MONOTONIC);
 }
 
-[[gnu::noinline]] double measured(const std::function<void()> &work)
+[[gnu::noinline]] double measured(const std::function<void()> &work, Clock clock)
 {
-    const double start = cpuSeconds();
+    const double start = clock();
     work();
-    return cpuSeconds() - start;
+    return clock() - start;
 }
 
 long peakMegabytes()
@@ -58,16 +60,24 @@ long residentMegabytes()
 
 void resetPeak()
 {
+    malloc_trim(0);
     std::ofstream("/proc/self/clear_refs") << '5';
 }
 
 double medianOf(std::vector<double> samples)
 {
+    return quantileOf(std::move(samples), 0.5);
+}
+
+double quantileOf(std::vector<double> samples, double share)
+{
     if (samples.empty())
         return 0;
-    const auto middle = samples.begin() + static_cast<std::ptrdiff_t>(samples.size() / 2);
-    std::nth_element(samples.begin(), middle, samples.end());
-    return *middle;
+    const auto count = static_cast<double>(samples.size());
+    const double place = std::clamp(std::ceil(count * share) - 1, 0.0, count - 1);
+    const auto wanted = samples.begin() + static_cast<std::ptrdiff_t>(place);
+    std::nth_element(samples.begin(), wanted, samples.end());
+    return *wanted;
 }
 
 bool hasArgument(int argc, char **argv, std::string_view argument)
