@@ -1,14 +1,8 @@
-#include <repository/catalog/CloudFile.h>
-#include <repository/catalog/CloudFileVersion.h>
-#include <repository/catalog/CloudFileVersionBitmap.h>
 #include <repository/catalog/CloudFolder.h>
 #include <repository/database/DatabaseTransaction.h>
 #include <repository/database/ResultCode.h>
 
-#include <tests/catalog/Samples.h>
-#include <tests/support/LogCapture.h>
-#include <tests/support/ShortWaits.h>
-#include <tests/support/TestDatabase.h>
+#include <tests/catalog/CatalogueTest.h>
 
 #include <atomic>
 #include <thread>
@@ -20,32 +14,6 @@ namespace {
 using namespace Tests;
 
 constexpr int Threads = 4;
-
-// Runs `work(number, connection)` on several threads, each with a handle of its own, and waits for all of them.
-template <class Work>
-void onThreads(TestDatabase &database, Work work)
-{
-    std::vector<std::thread> threads;
-    threads.reserve(Threads);
-    for (int number = 0; number < Threads; ++number) {
-        threads.emplace_back([&database, &work, number] {
-            DatabaseConnection connection(database.pool());
-            work(number, connection);
-        });
-    }
-    for (std::thread &thread : threads)
-        thread.join();
-}
-
-void createTables(TestDatabase &database)
-{
-    database.createTables<CloudFolder, CloudFile, CloudFileVersion, CloudFileVersionBitmap>();
-    database.sql("create index versions_file on cloud_file_versions (file_id)");
-    database.sql("create index files_parent on cloud_files (parent_id, file_name)");
-    database.sql("create index folders_parent on cloud_folders (parent_id)");
-    database.sql("create table archive_bunches (id integer primary key, folder_id integer not null)");
-    database.sql("create table diskimage_versions (diskimage_id integer, version_id integer)");
-}
 
 CloudFileVersion version(const QString &path, int day = 1)
 {
@@ -67,26 +35,38 @@ QString faults(const LogCapture &log)
     return faults.join('\n');
 }
 
-class CatalogueConcurrencyTest : public DatabaseTest {
+class CatalogueConcurrencyTest : public CatalogueTest {
 protected:
-    void SetUp() override { createTables(m_database); }
-
-    int count(const QString &from) { return m_database.value("select count(*) from " + from).toInt(); }
+    // Runs `work(number, connection)` on several threads, each with a handle of its own, and waits for all of them.
+    template <class Work>
+    void onThreads(Work work)
+    {
+        std::vector<std::thread> threads;
+        threads.reserve(Threads);
+        for (int number = 0; number < Threads; ++number) {
+            threads.emplace_back([this, &work, number] {
+                DatabaseConnection connection(m_database.pool());
+                work(number, connection);
+            });
+        }
+        for (std::thread &thread : threads)
+            thread.join();
+    }
 };
 TOLM_TEST_ON_EVERY_BACKEND(CatalogueConcurrencyTest);
+
+class SQLiteCatalogueConcurrencyTest : public CatalogueConcurrencyTest {};
+TOLM_TEST_ON_SQLITE(SQLiteCatalogueConcurrencyTest);
 
 TEST_P(CatalogueConcurrencyTest, LosesNothingOfManyWriters)
 {
     constexpr int Batches = 6;
     constexpr int BatchSize = 20;
-    {
-        DatabaseConnection connection(m_database.pool());
-        ASSERT_TRUE(CloudFolder::selectOrInsert(1, "/", connection));
-    }
+    ASSERT_TRUE(CloudFolder::selectOrInsert(1, "/", m_connection));
     const LogCapture log;
     std::vector<std::vector<CloudFileVersion>> stored(Threads);
     // Odd threads commit each statement, even ones a batch; every second batch of these is abandoned.
-    onThreads(m_database, [&](int number, DatabaseConnection &connection) {
+    onThreads([&](int number, DatabaseConnection &connection) {
         const auto insertBatch = [&](int batch) {
             std::vector<CloudFileVersion> records;
             for (int i = 0; i < BatchSize; ++i) {
@@ -117,11 +97,10 @@ TEST_P(CatalogueConcurrencyTest, LosesNothingOfManyWriters)
     });
     EXPECT_EQ(faults(log), QString());
 
-    DatabaseConnection connection(m_database.pool());
     int expected = 0;
     for (const auto &records : stored) {
         for (const CloudFileVersion &record : records) {
-            EXPECT_EQ(shown(CloudFileVersion::selectById(record.id(), connection)), shown(record));
+            EXPECT_EQ(shown(CloudFileVersion::selectById(record.id(), m_connection)), shown(record));
             ++expected;
         }
     }
@@ -141,16 +120,17 @@ TEST_P(CatalogueConcurrencyTest, MakesOneFolderOfManyAttempts)
     const ShortWaits waits;
     const LogCapture log;
     std::atomic<int> successes{0};
-    onThreads(m_database, [&](int number, DatabaseConnection &connection) {
+    onThreads([&](int number, DatabaseConnection &connection) {
         for (int path = 0; path < 10; ++path) {
+            const QString name = QStringLiteral("/shared/%1/x/y").arg(path);
             QSharedPointer<CloudFolder> folder;
             for (int attempt = 0; !folder && attempt < 100; ++attempt) {
                 if (number % 2 == 1) {
-                    folder = CloudFolder::selectOrInsert(1, QStringLiteral("/shared/%1/x/y").arg(path), connection);
+                    folder = CloudFolder::selectOrInsert(1, name, connection);
                 } else {
                     DatabaseTransaction transaction(connection);
                     if (transaction.error() == ResultCode::Ok)
-                        folder = CloudFolder::selectOrInsert(1, QStringLiteral("/shared/%1/x/y").arg(path), connection);
+                        folder = CloudFolder::selectOrInsert(1, name, connection);
                     if (transaction.commit() != ResultCode::Ok)
                         folder.reset();
                 }
@@ -162,13 +142,11 @@ TEST_P(CatalogueConcurrencyTest, MakesOneFolderOfManyAttempts)
     EXPECT_EQ(count("cloud_folders"), 2 + 10 * 3);
 }
 
-TEST(CatalogueConcurrencyOnSQLite, RemovalAndInsertionInTransactionsDoNotMeet)
+TEST_P(SQLiteCatalogueConcurrencyTest, RemovalAndInsertionInTransactionsDoNotMeet)
 {
     // A folder that one thread finds empty and removes must not be the one that another just put a file into.
-    TestDatabase database(DatabaseType::SQLite);
-    createTables(database);
     const LogCapture log;
-    onThreads(database, [&](int number, DatabaseConnection &connection) {
+    onThreads([&](int number, DatabaseConnection &connection) {
         constexpr int Rounds = 30;
         for (int round = 1; round <= Rounds; ++round) {
             CloudFileVersion record = version(QStringLiteral("/same/folder/%1").arg(number));
@@ -185,10 +163,9 @@ TEST(CatalogueConcurrencyOnSQLite, RemovalAndInsertionInTransactionsDoNotMeet)
         }
     });
     EXPECT_EQ(faults(log), QString());
-    EXPECT_EQ(database.value("select count(*) from cloud_files f join cloud_folders d on d.id = f.parent_id").toInt(),
-              1);
-    EXPECT_EQ(database.value("select count(*) from cloud_folders").toInt(), 3);
-    EXPECT_EQ(database.value("select count(*) from cloud_file_versions").toInt(), 1);
+    EXPECT_EQ(count("cloud_files f join cloud_folders d on d.id = f.parent_id"), 1);
+    EXPECT_EQ(count("cloud_folders"), 3);
+    EXPECT_EQ(count("cloud_file_versions"), 1);
 }
 
 } // namespace

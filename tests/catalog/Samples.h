@@ -1,12 +1,20 @@
 #pragma once
 
+#include <repository/catalog/ArchiveBunches.h>
+#include <repository/catalog/ArchiveGenerations.h>
 #include <repository/catalog/CloudFile.h>
 #include <repository/catalog/CloudFileVersion.h>
 #include <repository/catalog/CloudFolder.h>
+#include <repository/catalog/Destination.h>
+#include <repository/catalog/DiskImage.h>
+#include <repository/catalog/History.h>
+#include <repository/catalog/SessionHistory.h>
 
 #include <QDateTime>
 #include <QString>
 #include <QStringList>
+#include <QUuid>
+#include <QVersionNumber>
 
 #include <limits>
 #include <ostream>
@@ -68,10 +76,18 @@ inline QString shown(const QDateTime &date)
     return date.isValid() ? date.toString(Qt::ISODate) : QStringLiteral("none");
 }
 
+inline QString shown(const QUuid &uuid)
+{
+    return uuid.toString();
+}
+
 template <class T>
 QString shown(T number)
 {
-    return QString::number(number);
+    if constexpr (std::is_enum_v<T>)
+        return QString::number(static_cast<int>(number));
+    else
+        return QString::number(number);
 }
 
 template <class... Field>
@@ -89,17 +105,60 @@ inline QString shown(const SQL::CloudFile &file)
 {
     return rowOf(file.id(), file.destinationId(), file.parentId(), file.localPath(), file.displayName(), file.name(),
                  file.cloudPath(), file.size(), file.originalSize(), file.dateModified(), file.dateDeleted(),
-                 int(file.isCompressed()), int(file.isEncrypted()), int(file.isSimple()), int(file.isBroken()));
+                 file.isCompressed(), file.isEncrypted(), file.isSimple(), file.isBroken());
 }
 
 inline QString shown(const SQL::CloudFileVersion &version)
 {
     return rowOf(version.id(), version.fileId(), version.path(), version.cloudPath(), version.uploadId(),
                  version.size(), version.originalSize(), version.dateModified(), version.datePurgeDelay(),
-                 version.dateBackup(), version.attribute(), int(version.isCompressed()), int(version.isEncrypted()),
-                 int(version.isSimple()), int(version.isBroken()), version.blockLevelRevision(),
-                 int(version.blockLevelIsFull()), version.versionDelimiter(), version.fileNameIv(),
-                 version.encryptionIv(), version.kdfsalt(), version.encryptionKey());
+                 version.dateBackup(), version.attribute(), version.isCompressed(), version.isEncrypted(),
+                 version.isSimple(), version.isBroken(), version.blockLevelRevision(), version.blockLevelIsFull(),
+                 version.versionDelimiter(), version.fileNameIv(), version.encryptionIv(), version.kdfsalt(),
+                 version.encryptionKey());
+}
+
+inline QString shown(const SQL::Destination &destination)
+{
+    return rowOf(destination.id(), destination.cloudType(), destination.accountId(), destination.container(),
+                 destination.prefix(), destination.lastSyncTime(), destination.usedSpace(), destination.fileCount(),
+                 destination.folderCount());
+}
+
+inline QString shown(const SQL::SessionHistory &run)
+{
+    return rowOf(run.id(), run.destinationId(), run.palnId(), run.dateStart(), run.duration(), run.result().value(),
+                 run.uploadedCount(), run.uploadedSize(), run.scannedCount(), run.scannedSize(), run.purgedCount(),
+                 run.totalCount(), run.totalSize(), run.failedCount(), run.errorMessage(), run.processorTime(),
+                 run.peerMemmoryUsage(), run.diffSize(), run.detailedReportUrl(), run.steps());
+}
+
+inline QString shown(const SQL::History &operation)
+{
+    return rowOf(operation.id(), operation.destinationId(), operation.palnId(), operation.localPath(),
+                 operation.operationType(), operation.duration(), operation.dateFinished(), operation.dateModified(),
+                 operation.size(), operation.message(), operation.sessionId(), operation.attempts(),
+                 operation.planName());
+}
+
+inline QString shown(const SQL::DiskImage &image)
+{
+    return rowOf(image.id(), image.size(), image.originalSize(), image.dateCreate(), image.isCompressed(),
+                 image.isEncrypted(), image.backupFolderName(), image.destinationId(), image.hostName(), image.xml(),
+                 image.platformType(), image.isBlockLevel(), image.needDecrypt());
+}
+
+inline QString shown(const SQL::ArchiveBunches &bunch)
+{
+    return rowOf(bunch.id(), bunch.folderId(), bunch.displayName(), bunch.type(), bunch.destinationId(), bunch.planId(),
+                 bunch.metaFileName());
+}
+
+inline QString shown(const SQL::ArchiveGenerations &generation)
+{
+    return rowOf(generation.id(), generation.bunchId(), generation.marker(), generation.format().toString(),
+                 generation.number(), generation.type(), generation.fullBackupReason(), generation.brokenType(),
+                 generation.hint(), generation.errorList(), generation.customPurge(), generation.uploadedFilesSize());
 }
 
 template <class Record>
