@@ -1,23 +1,16 @@
 #include <repository/catalog/CheckCloudFiles4Purge.h>
 #include <repository/catalog/CloudFile.h>
-#include <repository/catalog/CloudFolder.h>
 
-#include <tests/support/LogCapture.h>
-#include <tests/support/ShortWaits.h>
-#include <tests/support/TestDatabase.h>
-
-#include <gmock/gmock.h>
+#include <tests/catalog/CatalogueTest.h>
 
 #include <algorithm>
-#include <random>
 
 namespace Tolm::SQL {
 namespace {
 
+using namespace Tests;
 using Reason = CheckCloudFiles4Purge::Reason;
 using Type = CheckCloudFiles4Purge::VersionOlderType;
-using testing::ElementsAre;
-using testing::IsEmpty;
 
 struct Policy {
     bool age = false;
@@ -39,26 +32,49 @@ CheckCloudFiles4Purge purgeOf(quint64 destination, const Policy &policy)
     return purge;
 }
 
-using Chosen = std::vector<std::string>;
-
-std::string chosen(quint64 version, Reason reason)
+Policy byAge(long days, Type type = Type::DateModified)
 {
-    return std::to_string(version) + " " + CheckCloudFiles4Purge::reasonToString(reason).toStdString();
+    Policy policy;
+    policy.age = true;
+    policy.days = days;
+    policy.type = type;
+    return policy;
 }
 
-Chosen chosenOf(const CheckCloudFiles4Purge::Selection &selection)
+Policy byCount(quint64 keep)
 {
-    Chosen all;
+    Policy policy;
+    policy.count = true;
+    policy.keep = keep;
+    return policy;
+}
+
+Policy byDeletion(quint64 days)
+{
+    Policy policy;
+    policy.deleted = true;
+    policy.deletedDays = days;
+    return policy;
+}
+
+QString chosen(quint64 version, Reason reason)
+{
+    return QString::number(version) + ' ' + CheckCloudFiles4Purge::reasonToString(reason);
+}
+
+QStringList chosen(const CheckCloudFiles4Purge::Selection &selection)
+{
+    QStringList all;
     for (const auto &one : selection)
-        all.push_back(chosen(one.first->id(), one.second));
+        all.append(chosen(one.first->id(), one.second));
     return all;
 }
 
 // In which order the files that were deleted locally come is the database's choice.
-Chosen inKnownOrder(Chosen all)
+QStringList inKnownOrder(QStringList all)
 {
-    const auto firstDeleted = std::find_if(
-        all.begin(), all.end(), [](const std::string &one) { return one.find("DeletedLocally") != std::string::npos; });
+    const auto firstDeleted =
+        std::find_if(all.begin(), all.end(), [](const QString &one) { return one.contains("DeletedLocally"); });
     std::sort(firstDeleted, all.end());
     return all;
 }
@@ -77,8 +93,8 @@ bool isFull(const CloudFileVersion &version)
     return fullKinds.contains(version.attribute()) || (version.attribute() == 3 && version.blockLevelIsFull());
 }
 
-Chosen referenceOfFile(const QList<QSharedPointer<CloudFileVersion>> &versions, const Policy &policy,
-                       const QDateTime &threshold)
+QStringList referenceOfFile(const QList<QSharedPointer<CloudFileVersion>> &versions, const Policy &policy,
+                            const QDateTime &threshold)
 {
     const bool ageRuns = policy.age && policy.type != Type::NoLimit;
     const auto dateOf = [&](const CloudFileVersion &version) {
@@ -105,10 +121,10 @@ Chosen referenceOfFile(const QList<QSharedPointer<CloudFileVersion>> &versions, 
         candidates.append({first, Reason::RetentionTime});
     }
 
-    Chosen result;
+    QStringList result;
     for (const auto &candidate : candidates) {
         if (candidate.first->attribute() != 3) {
-            result.push_back(chosen(candidate.first->id(), candidate.second));
+            result.append(chosen(candidate.first->id(), candidate.second));
             continue;
         }
         QDateTime next;
@@ -120,29 +136,25 @@ Chosen referenceOfFile(const QList<QSharedPointer<CloudFileVersion>> &versions, 
         for (const auto &version : versions) {
             const bool inChain = version->attribute() == 2 || version->attribute() == 3;
             if (next.isValid() && inChain && version->dateModified().isValid() && version->dateModified() < next)
-                result.push_back(chosen(version->id(), candidate.second));
+                result.append(chosen(version->id(), candidate.second));
         }
     }
     return result;
 }
 
-Chosen reference(const QList<FileRow> &files, const QStringList &roots, const Policy &policy,
-                 DatabaseConnection &connection)
+QStringList reference(const QList<FileRow> &files, const QStringList &roots, const Policy &policy,
+                      DatabaseConnection &connection)
 {
     const auto isBelow = [&](const QString &path) {
-        bool below = false;
-        for (const QString &root : roots)
-            below = below || path.left(root.size()) == root;
-        return below;
+        return std::any_of(roots.begin(), roots.end(),
+                           [&](const QString &root) { return path.left(root.size()) == root; });
     };
     const QDateTime now = QDateTime::currentDateTimeUtc();
-    Chosen result;
+    QStringList result;
     for (const FileRow &file : files) {
         if (!(policy.age || policy.count) || !isBelow(file.path))
             continue;
-        const Chosen ofFile =
-            referenceOfFile(CloudFileVersion::select_(file.id, connection), policy, now.addDays(-policy.days));
-        result.insert(result.end(), ofFile.begin(), ofFile.end());
+        result += referenceOfFile(CloudFileVersion::select_(file.id, connection), policy, now.addDays(-policy.days));
     }
     for (const FileRow &file : files) {
         const bool isGone = file.deleted.isValid() && file.deleted <= now.addDays(-qint64(policy.deletedDays));
@@ -150,34 +162,23 @@ Chosen reference(const QList<FileRow> &files, const QStringList &roots, const Po
             continue;
         const auto versions = CloudFileVersion::select_(file.id, connection);
         for (const auto &version : versions)
-            result.push_back(chosen(version->id(), Reason::DeletedLocally));
+            result.append(chosen(version->id(), Reason::DeletedLocally));
     }
     return result;
 }
 
 // ---------------------------------------------------------------------------------------------------------------------
 
-class FilePurgeTest : public Tests::DatabaseTest {
+class FilePurgeTest : public CatalogueTest {
 protected:
-    void SetUp() override
-    {
-        m_database.createTables<CloudFolder, CloudFile, CloudFileVersion>();
-        m_database.sql(QStringLiteral("CREATE INDEX files_dest_date_deleted_utc ON cloud_files (destination_id, "
-                                      "date_deleted_utc)"));
-        m_database.sql(
-            QStringLiteral("CREATE INDEX versions_file_modified ON cloud_file_versions (file_id, date_modified_utc)"));
-    }
-
     quint64 addFile(quint64 destination, const QString &path, const QDateTime &deleted = {})
     {
-        DatabaseConnection connection(m_database.pool());
         CloudFile file;
         file.setDestinationId(destination);
         file.setParentId(1);
         file.setLocalPath(path);
-        file.setName(path.section(QLatin1Char('/'), -1));
         file.setDateDeleted(deleted);
-        EXPECT_TRUE(file.insert(connection));
+        EXPECT_TRUE(file.insert(m_connection));
         return file.id();
     }
 
@@ -185,28 +186,26 @@ protected:
     quint64 addVersion(quint64 file, int modifiedDaysAgo, int kind, bool isFullRevision = false, int backupDaysAgo = 0,
                        bool isBroken = false)
     {
-        DatabaseConnection connection(m_database.pool());
         CloudFileVersion version;
         version.setFileId(file);
-        version.setPath(QStringLiteral("/x"));
+        version.setPath("/x");
         version.setDateModified(m_now.addDays(-qMax(modifiedDaysAgo, 0)));
         version.setDateBackup(backupDaysAgo < 0 ? QDateTime() : m_now.addDays(-backupDaysAgo));
         version.setAttribute(kind);
         version.setBlockLevelIsFull(isFullRevision);
         version.setIsBroken(isBroken);
-        EXPECT_TRUE(version.insert(1, connection));
+        EXPECT_TRUE(version.insert(1, m_connection));
         if (modifiedDaysAgo < 0) {
             m_database.sql(QStringLiteral("update cloud_file_versions set date_modified_utc = %1 where id = %2")
-                               .arg(isSQLite() ? QStringLiteral("''") : QStringLiteral("NULL"))
+                               .arg(isSQLite() ? "''" : "NULL")
                                .arg(version.id()));
         }
         return version.id();
     }
 
-    Chosen select(const Policy &policy, const QStringList &roots = {QStringLiteral("/")})
+    QStringList select(const Policy &policy, const QStringList &roots = {"/"})
     {
-        DatabaseConnection connection(m_database.pool());
-        return chosenOf(purgeOf(1, policy).files(roots, connection));
+        return chosen(purgeOf(1, policy).files(roots, m_connection));
     }
 
     // An hour off, so that no date lies on a threshold.
@@ -218,10 +217,8 @@ TEST_P(FilePurgeTest, ChoosesWhatTheReferenceChooses)
 {
     std::mt19937 random(20261122);
     const auto below = [&random](int limit) { return static_cast<int>(random() % static_cast<unsigned>(limit)); };
-    static const QStringList folders{QStringLiteral("/data/a/"), QStringLiteral("/data/ab/"),
-                                     QStringLiteral("/data/A/"), QStringLiteral("/other/")};
+    static const QStringList folders{"/data/a/", "/data/ab/", "/data/A/", "/other/"};
     QList<FileRow> files;
-    DatabaseConnection connection(m_database.pool());
     for (int i = 0; i < 120; ++i) {
         const quint64 destination = below(4) == 0 ? 2 : 1;
         const QString path = folders.at(below(folders.size())) + QString::number(i);
@@ -253,112 +250,82 @@ TEST_P(FilePurgeTest, ChoosesWhatTheReferenceChooses)
             if (below(2) == 0)
                 roots.append(folder.left(folder.size() - below(3)));
         }
-        const Chosen expected = reference(files, roots, policy, connection);
+        const QStringList expected = reference(files, roots, policy, m_connection);
         ASSERT_EQ(inKnownOrder(select(policy, roots)), inKnownOrder(expected))
             << "round " << round << ", roots " << qPrintable(roots.join(' '));
-        chosenInAll += static_cast<int>(expected.size());
+        chosenInAll += expected.size();
     }
     EXPECT_GT(chosenInAll, 1000);
 }
 
 TEST_P(FilePurgeTest, KeepsChainsWholeAndTheNewestOne)
 {
-    const quint64 file = addFile(1, QStringLiteral("/f"));
-    const quint64 full0 = addVersion(file, 50, 3, true);
-    const quint64 revision1 = addVersion(file, 40, 2);
-    const quint64 revision2 = addVersion(file, 30, 2);
+    const quint64 file = addFile(1, "/f");
+    QStringList oldest;
+    for (const auto &[daysAgo, kind] : {std::make_pair(50, 3), {40, 2}, {30, 2}})
+        oldest.append(chosen(addVersion(file, daysAgo, kind, kind == 3), Reason::NumberOfVersions));
     addVersion(file, 20, 3, true);
     addVersion(file, 10, 2);
-
-    Policy policy;
-    policy.count = true;
-    policy.keep = 1;
-    const Chosen oldest{chosen(full0, Reason::NumberOfVersions), chosen(revision1, Reason::NumberOfVersions),
-                        chosen(revision2, Reason::NumberOfVersions)};
-    EXPECT_EQ(select(policy), oldest);
-    policy.keep = 0;
-    EXPECT_EQ(select(policy), oldest);
+    EXPECT_EQ(select(byCount(1)), oldest);
+    EXPECT_EQ(select(byCount(0)), oldest);
 
     // An undated full copy belongs to no chain that anybody knows.
-    addVersion(addFile(1, QStringLiteral("/g")), -1, 3, true);
-    EXPECT_EQ(select(policy), oldest);
+    addVersion(addFile(1, "/g"), -1, 3, true);
+    EXPECT_EQ(select(byCount(0)), oldest);
 }
 
 TEST_P(FilePurgeTest, RefusesRulesThatHaveNoDate)
 {
-    const quint64 file = addFile(1, QStringLiteral("/f"), m_now.addDays(-1000));
+    const quint64 file = addFile(1, "/f", m_now.addDays(-1000));
     const quint64 old = addVersion(file, 900, 0);
     const quint64 newer = addVersion(file, 800, 0);
-
-    Policy policy;
-    policy.age = true;
-    policy.type = Type::DateModified;
-    policy.count = true;
-    policy.keep = 1;
     for (const long days : {-1L, 800000L, std::numeric_limits<long>::max(), std::numeric_limits<long>::min()}) {
-        policy.days = days;
-        const Tests::LogCapture log;
-        EXPECT_THAT(select(policy), ElementsAre(chosen(old, Reason::NumberOfVersions))) << days;
+        Policy policy = byAge(days);
+        policy.count = true;
+        policy.keep = 1;
+        const LogCapture log;
+        EXPECT_EQ(select(policy), QStringList(chosen(old, Reason::NumberOfVersions))) << days;
         EXPECT_EQ(log.count(QtWarningMsg), 1);
     }
-    policy.days = 10;
-    policy.type = static_cast<Type>(7);
-    EXPECT_THAT(select(policy), IsEmpty());
+    EXPECT_EQ(select(byAge(10, Type(7))), QStringList());
 
-    Policy deleted;
-    deleted.deleted = true;
-    deleted.deletedDays = std::numeric_limits<quint64>::max();
-    const Tests::LogCapture log;
-    EXPECT_THAT(select(deleted), IsEmpty());
+    const LogCapture log;
+    EXPECT_EQ(select(byDeletion(~quint64(0))), QStringList());
     EXPECT_EQ(log.count(QtWarningMsg), 1);
-    EXPECT_THAT(select(Policy()), IsEmpty());
-    deleted.deletedDays = 1;
-    EXPECT_THAT(select(deleted, {}), IsEmpty());
-    EXPECT_THAT(select(deleted),
-                ElementsAre(chosen(old, Reason::DeletedLocally), chosen(newer, Reason::DeletedLocally)));
+    EXPECT_EQ(select(Policy()), QStringList());
+    EXPECT_EQ(select(byDeletion(1), {}), QStringList());
+    EXPECT_EQ(select(byDeletion(1)),
+              QStringList({chosen(old, Reason::DeletedLocally), chosen(newer, Reason::DeletedLocally)}));
 }
 
 TEST_P(FilePurgeTest, ReadsPageAfterPage)
 {
-    const QString numbers = QStringLiteral("with recursive n(i) as (select 1 union all select i + 1 from n where i < "
-                                           "21000) ");
-    m_database.sql(QStringLiteral("insert into cloud_files (id, destination_id, parent_id, local_path) ") + numbers +
-                   QStringLiteral("select i, case when i % 10 = 0 then 2 else 1 end, 1, '/f/' || i from n"));
-    m_database.sql(QStringLiteral("insert into cloud_file_versions (id, file_id, date_modified_utc, attributes) ") +
-                   numbers + QStringLiteral("select i, i, 20200101000000, 0 from n"));
-    m_database.sql(QStringLiteral("insert into cloud_file_versions (id, file_id, date_modified_utc, attributes) ") +
-                   numbers + QStringLiteral("select 30000 + i, i, 20210101000000, 0 from n"));
-    Policy policy;
-    policy.count = true;
-    policy.keep = 1;
-    Chosen expected;
-    for (int i = 1; i <= 21000; ++i) {
+    const QString numbers = "with recursive n(i) as (select 1 union all select i + 1 from n where i < 21000) ";
+    m_database.sql("insert into cloud_files (id, destination_id, parent_id, local_path) " + numbers +
+                   "select i, case when i % 10 = 0 then 2 else 1 end, 1, '/f/' || i from n");
+    m_database.sql("insert into cloud_file_versions (id, file_id, date_modified_utc, attributes) " + numbers +
+                   "select i, i, 20200101000000, 0 from n union all select 30000 + i, i, 20210101000000, 0 from n");
+    QStringList expected;
+    for (quint64 i = 1; i <= 21000; ++i) {
         if (i % 10 != 0)
-            expected.push_back(chosen(static_cast<quint64>(i), Reason::NumberOfVersions));
+            expected.append(chosen(i, Reason::NumberOfVersions));
     }
-    EXPECT_EQ(select(policy), expected);
-    EXPECT_EQ(select(policy, {QStringLiteral("/f/20999")}).size(), 1U);
+    EXPECT_EQ(select(byCount(1)), expected);
+    EXPECT_EQ(select(byCount(1), {"/f/20999"}), QStringList(chosen(20999, Reason::NumberOfVersions)));
 }
 
 TEST_P(FilePurgeTest, ChoosesNothingWhenTheCatalogueCannotBeRead)
 {
-    const Tests::ShortWaits waits;
-    const Tests::LogCapture log;
-    const quint64 version = addVersion(addFile(1, QStringLiteral("/f"), m_now.addDays(-30)), 90, 0);
-    Policy policy;
-    policy.age = true;
-    policy.days = 10;
-    policy.type = Type::DateModified;
+    const ShortWaits waits;
+    const LogCapture log;
+    const quint64 version = addVersion(addFile(1, "/f", m_now.addDays(-30)), 90, 0);
+    Policy policy = byAge(10);
     policy.deleted = true;
     policy.deletedDays = 1;
-    EXPECT_THAT(select(policy),
-                ElementsAre(chosen(version, Reason::RetentionTime), chosen(version, Reason::DeletedLocally)));
-    m_database.sql(QStringLiteral("alter table cloud_file_versions rename to gone"));
-    EXPECT_THAT(select(policy), IsEmpty());
-
-    QPointer<DatabasePool> nobody;
-    DatabaseConnection closed(nobody);
-    EXPECT_TRUE(purgeOf(1, policy).files({QStringLiteral("/")}, closed).isEmpty());
+    EXPECT_EQ(select(policy),
+              QStringList({chosen(version, Reason::RetentionTime), chosen(version, Reason::DeletedLocally)}));
+    m_database.sql("alter table cloud_file_versions rename to gone");
+    EXPECT_EQ(select(policy), QStringList());
 }
 
 TEST(FilePurgeRulesTest, ConsumeOneFilesVersionsFromTheFront)
@@ -372,27 +339,23 @@ TEST(FilePurgeRulesTest, ConsumeOneFilesVersionsFromTheFront)
         version->setDateBackup(now.addDays(-10));
         fulls.append(version);
     }
-    Policy policy;
-    policy.age = true;
-    policy.days = 30;
-    policy.type = Type::DateModified;
+    Policy policy = byAge(30);
     policy.count = true;
     policy.keep = 4;
     auto left = fulls;
-    EXPECT_THAT(chosenOf(purgeOf(1, policy).checkFileBackup(left)),
-                ElementsAre("1 NumberOfVersions", "2 RetentionTime", "3 RetentionTime"));
+    EXPECT_EQ(chosen(purgeOf(1, policy).checkFileBackup(left)),
+              QStringList({"1 NumberOfVersions", "2 RetentionTime", "3 RetentionTime"}));
     ASSERT_EQ(left.size(), 1); // the undated one was looked at and ended the rule
     EXPECT_EQ(left.first()->id(), 5U);
 
     left = fulls;
-    policy.type = static_cast<Type>(9);
-    EXPECT_THAT(chosenOf(purgeOf(1, policy).checkFileBackup(left)), ElementsAre("1 NumberOfVersions"));
+    policy.type = Type(9);
+    EXPECT_EQ(chosen(purgeOf(1, policy).checkFileBackup(left)), QStringList("1 NumberOfVersions"));
     EXPECT_TRUE(left.isEmpty());
 
-    EXPECT_EQ(CheckCloudFiles4Purge::reasonToString(static_cast<Reason>(7)), QStringLiteral("Unknown"));
-    EXPECT_FALSE(checkFilePath(QStringLiteral("/a"), {}));
-    EXPECT_FALSE(checkFilePath(QStringLiteral("/a"), {QStringLiteral("/A"), QStringLiteral("/a/")}));
-    EXPECT_TRUE(checkFilePath(QStringLiteral("/ab"), {QStringLiteral("/x"), QStringLiteral("/a")}));
+    EXPECT_EQ(CheckCloudFiles4Purge::reasonToString(Reason(7)), "Unknown");
+    EXPECT_FALSE(checkFilePath("/a", {"/A", "/a/"}));
+    EXPECT_TRUE(checkFilePath("/ab", {"/x", "/a"}));
     fulls.at(4)->setAttribute(3);
     EXPECT_FALSE(findNextFull(now.addDays(-200), fulls).isValid());
     fulls.at(4)->setBlockLevelIsFull(true);

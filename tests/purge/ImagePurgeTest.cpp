@@ -1,50 +1,38 @@
 #include <repository/catalog/CheckCloudFiles4IbbPurge.h>
-#include <repository/catalog/CloudFile.h>
-#include <repository/catalog/CloudFolder.h>
-#include <repository/catalog/Destination.h>
 #include <repository/catalog/DiskImageVersions.h>
 
 #include <platform/Tolm/DiskImageMetaData.h>
 
-#include <tests/support/LogCapture.h>
-#include <tests/support/TestDatabase.h>
-
-#include <gmock/gmock.h>
-
-#include <random>
+#include <tests/catalog/CatalogueTest.h>
 
 namespace Tolm::SQL {
 namespace {
 
-using Reason = CheckCloudFiles4IbbPurge::Reason;
-using testing::ElementsAre;
-using testing::IsEmpty;
+using namespace Tests;
 
-using Names = std::vector<std::string>;
-
-Names namesOf(const CheckCloudFiles4IbbPurge::Selection &selection)
+// Each image that was chosen by its name, with the number of the reason.
+QStringList names(const CheckCloudFiles4IbbPurge::Selection &selection)
 {
-    Names names;
+    QStringList names;
     for (const auto &one : selection)
-        names.push_back(one.first->backupFolderName().toStdString() + " " + std::to_string(int(one.second)));
+        names.append(one.first->backupFolderName() + ' ' + shown(one.second));
     return names;
 }
 
-class ImagePurgeTest : public Tests::DatabaseTest {
+class ImagePurgeTest : public CatalogueTest {
 protected:
     void SetUp() override
     {
-        m_database.createTables<CloudFolder, CloudFile, CloudFileVersion, Destination, DiskImage, DiskImageVersions>();
-        m_database.sql(QStringLiteral("insert into destination (id, account_id) values (1, 'a'), (2, 'b')"));
+        CatalogueTest::SetUp();
+        m_database.sql("insert into destination (id, account_id) values (1, 'a'), (2, 'b')");
     }
 
     // Named by its letter ("F" full, "I" incremental) and number; a day count of -1 makes an undated image.
     QSharedPointer<DiskImage> add(const QString &name, int daysAgo, bool needDecrypt = false, quint64 destination = 1)
     {
-        DatabaseConnection connection(m_database.pool());
         const auto image = QSharedPointer<DiskImage>::create();
-        const bool isBlockLevel = name.startsWith(QLatin1Char('I'));
-        Tolm::Info::DiskImageMetaData metadata;
+        const bool isBlockLevel = name.startsWith('I');
+        Info::DiskImageMetaData metadata;
         metadata.setBlockLevelBackup(isBlockLevel);
         image->setXml(metadata.toXml());
         image->setIsBlockLevel(isBlockLevel);
@@ -52,23 +40,21 @@ protected:
         image->setDestinationId(destination);
         image->setNeedDecrypt(needDecrypt);
         image->setDateCreate(daysAgo < 0 ? QDateTime() : m_now.addDays(-daysAgo));
-        EXPECT_TRUE(image->insert(connection));
+        EXPECT_TRUE(image->insert(m_connection));
         return image;
     }
 
-    Names policy(bool age, long days, bool count, long long keep)
+    QStringList policy(bool age, long days, bool count, long long keep)
     {
-        DatabaseConnection connection(m_database.pool());
         CheckCloudFiles4IbbPurgePolicy purge(1);
         purge.deleteVersionOlder(age, days, true);
         purge.keepNumberOfVersion(count, keep);
-        return namesOf(purge.versions(connection));
+        return names(purge.versions(m_connection));
     }
 
-    Names current(const QDateTime &date)
+    QStringList current(const QDateTime &date)
     {
-        DatabaseConnection connection(m_database.pool());
-        return namesOf(CheckCloudFiles4IbbPurgeCurrent(1, date).versions(connection));
+        return names(CheckCloudFiles4IbbPurgeCurrent(1, date).versions(m_connection));
     }
 
     // An hour off, so that no date lies on a threshold; in whole seconds, as dates are stored.
@@ -77,25 +63,21 @@ protected:
 TOLM_TEST_ON_EVERY_BACKEND(ImagePurgeTest);
 
 // What stays is looked for from the newest end, the other way round than the selection goes.
-Names referencePolicy(const std::vector<std::pair<std::string, int>> &images, bool age, int days, bool count,
-                      long long keep)
+QStringList referencePolicy(const QVector<QPair<QString, int>> &images, bool age, int days, bool count, int keep)
 {
-    std::size_t aged = 0;
+    int aged = 0;
     while (age && aged < images.size() && images[aged].second > days)
         ++aged;
-    const auto size = static_cast<long long>(images.size());
-    const auto left = static_cast<std::size_t>(std::min(size, std::max(0LL, size - static_cast<long long>(aged))));
-    const std::size_t beyond =
-        count && static_cast<long long>(left) > keep ? left - static_cast<std::size_t>(std::max(0LL, keep)) : 0;
-    std::size_t taken = (age || count) ? aged + beyond : 0;
-    const bool breaks = taken == images.size() || images[taken].first[0] == 'I';
+    const int left = images.size() - aged;
+    int taken = aged + (count && left > keep ? left - std::max(0, keep) : 0);
+    const bool breaks = taken == images.size() || images[taken].first.startsWith('I');
     if (breaks) {
-        while (taken > 0 && images[--taken].first[0] == 'I') {
+        while (taken > 0 && images[--taken].first.startsWith('I')) {
         }
     }
-    Names names;
-    for (std::size_t i = 0; i < taken; ++i)
-        names.push_back(images[i].first + (i < aged ? " 0" : " 1"));
+    QStringList names;
+    for (int i = 0; i < taken; ++i)
+        names.append(images[i].first + (i < aged ? " 0" : " 1"));
     return names;
 }
 
@@ -105,26 +87,26 @@ TEST_P(ImagePurgeTest, PolicyChoosesWhatTheReferenceChooses)
     const auto below = [&random](int limit) { return static_cast<int>(random() % static_cast<unsigned>(limit)); };
     int chosenInAll = 0;
     for (int round = 0; round < 25; ++round) {
-        m_database.sql(QStringLiteral("delete from diskimage"));
-        std::vector<std::pair<std::string, int>> images;
+        m_database.sql("delete from diskimage");
+        QVector<QPair<QString, int>> images;
         int daysAgo = 200;
         for (int i = 0; i < below(10); ++i) {
-            const std::string name = (below(3) == 0 ? "F" : "I") + std::to_string(i);
-            images.emplace_back(name, daysAgo);
-            add(QString::fromStdString(name), daysAgo);
+            const QString name = (below(3) == 0 ? "F" : "I") + QString::number(i);
+            images.append({name, daysAgo});
+            add(name, daysAgo);
             if (below(4) == 0)
-                add(QStringLiteral("Flocked"), daysAgo, true);
+                add("Flocked", daysAgo, true);
             daysAgo -= 1 + below(20);
         }
-        add(QStringLiteral("Felsewhere"), 300, false, 2);
+        add("Felsewhere", 300, false, 2);
         for (int turn = 0; turn < 8; ++turn) {
             const bool age = below(2) == 0;
             const int days = below(200);
             const bool count = below(2) == 0;
             const int keep = below(8) - 2;
-            const Names expected = referencePolicy(images, age, days, count, keep);
+            const QStringList expected = referencePolicy(images, age, days, count, keep);
             ASSERT_EQ(policy(age, days, count, keep), expected) << "round " << round << " turn " << turn;
-            chosenInAll += static_cast<int>(expected.size());
+            chosenInAll += expected.size();
         }
     }
     EXPECT_GT(chosenInAll, 50);
@@ -132,81 +114,73 @@ TEST_P(ImagePurgeTest, PolicyChoosesWhatTheReferenceChooses)
 
 TEST_P(ImagePurgeTest, UndatedImagesAreNeverOld)
 {
-    add(QStringLiteral("F1"), 100);
-    add(QStringLiteral("F2"), 90);
-    add(QStringLiteral("F3"), -1);
-    EXPECT_THAT(policy(true, 30, false, 0), ElementsAre("F1 0", "F2 0"));
-    const Tests::LogCapture log;
-    EXPECT_THAT(policy(true, -1, false, 0), IsEmpty());
+    add("F1", 100);
+    add("F2", 90);
+    add("F3", -1);
+    EXPECT_EQ(policy(true, 30, false, 0), QStringList({"F1 0", "F2 0"}));
+    const LogCapture log;
+    EXPECT_EQ(policy(true, -1, false, 0), QStringList());
     EXPECT_EQ(log.count(QtWarningMsg), 1);
 }
 
 TEST_P(ImagePurgeTest, CurrentTakesOneChainAndAllTakesEverything)
 {
-    add(QStringLiteral("F1"), 40);
-    const auto incremental = add(QStringLiteral("I1"), 30);
-    const auto last = add(QStringLiteral("I2"), 20);
-    add(QStringLiteral("F2"), 10);
-    add(QStringLiteral("Flocked"), 5, true);
+    add("F1", 40);
+    const auto incremental = add("I1", 30);
+    const auto last = add("I2", 20);
+    add("F2", 10);
+    add("Flocked", 5, true);
 
-    EXPECT_THAT(current(m_now.addDays(-40)), ElementsAre("F1 2", "I1 2", "I2 2"));
-    EXPECT_THAT(current(incremental->dateCreate().addSecs(1)), ElementsAre("I2 2"));
-    EXPECT_THAT(current(last->dateCreate().addSecs(1)), ElementsAre("F2 2"));
-    EXPECT_THAT(current(m_now), IsEmpty());
-    EXPECT_THAT(current(QDateTime()), IsEmpty());
+    EXPECT_EQ(current(m_now.addDays(-40)), QStringList({"F1 2", "I1 2", "I2 2"}));
+    EXPECT_EQ(current(incremental->dateCreate().addSecs(1)), QStringList({"I2 2"}));
+    EXPECT_EQ(current(last->dateCreate().addSecs(1)), QStringList({"F2 2"}));
+    EXPECT_EQ(current(m_now), QStringList());
+    EXPECT_EQ(current(QDateTime()), QStringList());
 
-    m_database.sql(QStringLiteral("update diskimage set xml = 'damaged' where backup_folder_name = 'I1'"));
-    EXPECT_THAT(current(m_now.addDays(-40)), ElementsAre("F1 2", "I2 2"));
+    m_database.sql("update diskimage set xml = 'damaged' where backup_folder_name = 'I1'");
+    EXPECT_EQ(current(m_now.addDays(-40)), QStringList({"F1 2", "I2 2"}));
 
-    DatabaseConnection connection(m_database.pool());
-    EXPECT_THAT(namesOf(CheckCloudFiles4IbbPurgeAll(1).versions(connection)),
-                ElementsAre("F1 2", "I1 2", "I2 2", "F2 2"));
+    EXPECT_EQ(names(CheckCloudFiles4IbbPurgeAll(1).versions(m_connection)),
+              QStringList({"F1 2", "I1 2", "I2 2", "F2 2"}));
 }
 
 TEST_P(ImagePurgeTest, ListsTheFileVersionsOfImages)
 {
-    DatabaseConnection connection(m_database.pool());
-    const auto image = add(QStringLiteral("F1"), 40);
-    const auto broken = add(QStringLiteral("F2"), 30);
-    const auto addVersion = [&](const QString &path, const QDateTime &date, int kind, quint64 file) {
+    const auto image = add("F1", 40);
+    const auto broken = add("F2", 30);
+    const auto addVersion = [&](const QString &path, const QDateTime &date, int kind, quint64 file = 0) {
         CloudFileVersion version;
         version.setPath(path);
         version.setFileId(file);
         version.setDateModified(date);
         version.setAttribute(kind);
-        EXPECT_TRUE(version.insert(1, connection));
+        EXPECT_TRUE(version.insert(1, m_connection));
         return version;
     };
-    const auto idsOf = [&](const QList<QSharedPointer<DiskImage>> &images) {
-        std::vector<quint64> ids;
-        const auto versions = CheckCloudFiles4IbbPurge::fileVersions(images, 1, connection);
-        for (const auto &version : versions)
-            ids.push_back(version->id());
-        return ids;
+    const auto versionsOf = [&](const QList<QSharedPointer<DiskImage>> &images) {
+        return shown(CheckCloudFiles4IbbPurge::fileVersions(images, 1, m_connection));
     };
     {
-        const Tests::LogCapture log;
-        EXPECT_THAT(idsOf({nullptr, image}), IsEmpty());
-        EXPECT_EQ(log.complaints(), QStringLiteral("Error on load disk image metadata file."));
+        const LogCapture log;
+        EXPECT_EQ(versionsOf({nullptr, image}), QStringList());
+        EXPECT_EQ(log.complaints(), "Error on load disk image metadata file.");
     }
-    const auto metadata =
-        addVersion(QStringLiteral("/TOLM_DiskImage/DiskImageMetadata.xml"), image->dateCreate(), 7, 0);
-    const auto disk = addVersion(QStringLiteral("/TOLM_DiskImage/disk0"), image->dateCreate(), 5, 0);
-    const auto companion =
-        addVersion(QStringLiteral("/TOLM_DiskImage/disk0"), image->dateCreate().addDays(-1), 6, disk.fileId());
-    const auto lone = addVersion(QStringLiteral("/TOLM_DiskImage/disk1"), image->dateCreate(), 5, 0);
+    const auto metadata = addVersion("/TOLM_DiskImage/DiskImageMetadata.xml", image->dateCreate(), 7);
+    const auto disk = addVersion("/TOLM_DiskImage/disk0", image->dateCreate(), 5);
+    const auto companion = addVersion("/TOLM_DiskImage/disk0", image->dateCreate().addDays(-1), 6, disk.fileId());
+    const auto lone = addVersion("/TOLM_DiskImage/disk1", image->dateCreate(), 5);
     for (const quint64 version : {disk.id(), lone.id()}) {
         DiskImageVersions link;
         link.setDiskImageId(image->id());
         link.setVersionId(version);
-        EXPECT_TRUE(link.insert(connection));
+        EXPECT_TRUE(link.insert(m_connection));
     }
-    const Tests::LogCapture log;
-    EXPECT_THAT(idsOf({image, broken}), ElementsAre(metadata.id(), disk.id(), companion.id(), lone.id()));
-    EXPECT_EQ(log.complaints(), QStringLiteral("Error on load IBB metadata file version"));
+    const LogCapture log;
+    EXPECT_EQ(versionsOf({image, broken}), QStringList({shown(metadata), shown(disk), shown(companion), shown(lone)}));
+    EXPECT_EQ(log.complaints(), "Error on load IBB metadata file version");
     if (isSQLite()) { // PostgreSQL's foreign keys do not let a linked version go
         m_database.sql(QStringLiteral("delete from cloud_file_versions where id = %1").arg(lone.id()));
-        EXPECT_THAT(idsOf({image}), ElementsAre(metadata.id(), disk.id(), companion.id()));
+        EXPECT_EQ(versionsOf({image}), QStringList({shown(metadata), shown(disk), shown(companion)}));
         EXPECT_EQ(log.texts(QtWarningMsg),
                   QStringList(QStringLiteral("cloud file version not exist, id: %1").arg(lone.id())));
     }
