@@ -10,7 +10,7 @@ namespace {
 constexpr unsigned Seed = 1;
 constexpr int HashSize = 32;
 constexpr int MapSize = 16;
-constexpr char Metadata[] = "{\n    \"mode\": 33188,\n    \"owner\": \"user\"\n}\n";
+constexpr int Modes[] = {33188, 33261, 33184, 33152};
 
 std::string idList(int restorePoints)
 {
@@ -18,6 +18,14 @@ std::string idList(int restorePoints)
     for (int id = 1; id <= restorePoints; ++id)
         list += (list.empty() ? "" : ",") + std::to_string(id);
     return list;
+}
+
+// As a backup engine records it: few of them, in no order.
+std::string metadataOf(long long row)
+{
+    const auto owner = std::to_string(row / 7 % 3);
+    return "{\n    \"mode\": " + std::to_string(Modes[row * 5 % 7 % 4]) + ",\n    \"owner\": \"user" + owner +
+           "\"\n}\n";
 }
 
 std::string nameOf(const std::string &path)
@@ -64,8 +72,6 @@ GenerationWriter::GenerationWriter(Sqlite &sqlite)
                    "?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)",
                    m_file, m_nothing)
 {
-    m_folder.metadata = Metadata;
-    m_file.metadata = Metadata;
     m_file.dateModified = "2024-03-10T02:30:00.000Z";
     m_file.originalSize = 234567;
     m_file.totalSize = 123456;
@@ -95,6 +101,7 @@ long long GenerationWriter::addFolder(const std::string &path, long long parentI
     m_folder.parentId = parentId;
     m_folder.restorePointId = restorePoint;
     m_folder.localPath = path;
+    m_folder.metadata = metadataOf(m_folder.id);
     m_insertFolder.run([] {});
     return m_folder.id;
 }
@@ -104,6 +111,7 @@ void GenerationWriter::addFile(const std::string &path, long long parentId)
     ++m_file.id;
     m_file.displayName = nameOf(path);
     m_file.localPath = path;
+    m_file.metadata = metadataOf(m_file.id);
     m_file.parentId = parentId;
     m_insertFile.run([] {});
 }

@@ -2,6 +2,7 @@
 #include <repository/database/Log_p.h>
 #include <repository/database/ResultCode.h>
 #include <repository/generation/FileListingRecursive.h>
+#include <repository/generation/RestorePointRange_p.h>
 #include <repository/generation/RestorePoints.h>
 
 #include <algorithm>
@@ -117,17 +118,22 @@ void FileListingRecursive::next(const QString &folderPath)
     if (m_error != ResultCode::Ok || m_restorePointIds.isEmpty())
         return;
     DatabaseConnection connection(m_pool);
-    const auto folder = Folders::select(folderPath, m_restorePointIds, {}, connection);
+    const auto range = RestorePointRange::of(m_restorePointIds);
+    const auto folder = range ? Folders::select(folderPath, *range, connection)
+                              : Folders::select(folderPath, m_restorePointIds, {}, connection);
     if (failed(folder.error) || !folder.pointer || (m_excludeDeleted && folder.pointer->deleted()))
         return;
     m_pendingFolders.append(folder.pointer);
 
-    const auto files = Files::selectInFolder(folderPath, m_restorePointIds, -1, -1, {}, connection);
+    const auto files = range ? Files::selectInFolder(folderPath, *range, connection)
+                             : Files::selectInFolder(folderPath, m_restorePointIds, -1, -1, {}, connection);
     if (failed(files.error))
         return;
     m_pendingFiles.append(files.list);
 
-    const auto subfolders = Folders::selectInFolder(folderPath, m_restorePointIds, false, -1, -1, {}, connection);
+    const auto subfolders = range
+                                ? Folders::selectInFolder(folderPath, *range, connection)
+                                : Folders::selectInFolder(folderPath, m_restorePointIds, false, -1, -1, {}, connection);
     if (failed(subfolders.error))
         return;
     for (const auto &subfolder : subfolders.list) {

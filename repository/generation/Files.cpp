@@ -1,6 +1,7 @@
 #include <repository/database/Records_p.h>
 #include <repository/generation/Files.h>
 #include <repository/generation/GenerationForms_p.h>
+#include <repository/generation/RestorePointRange_p.h>
 #include <repository/generation/SchemaPrefix_p.h>
 
 #include <QVersionNumber>
@@ -136,6 +137,17 @@ ResultList<Files> Files::selectInFolder(const QString &localPath, const QList<un
                             ? all.of(schemaName, {limitPiece(limit), offsetPiece(offset)})
                             : some.of(schemaName, {idList(restorePointIds), limitPiece(limit), offsetPiece(offset)}));
     statement.bind(":local_path", localPath);
+    return selectAll<Files>(statement, Columns::Table);
+}
+
+ResultList<Files> Files::selectInFolder(const QString &localPath, const RestorePointRange &restorePoints,
+                                        DatabaseConnection &connection)
+{
+    static const QString text =
+        selectLast(" from files as f , folders as d where f.parent_id = d.id and +d.restore_point_id between :first "
+                   "and :last and d.local_path = :local_path group by f.local_path");
+    Statement statement(connection, text);
+    statement.bind(":first", restorePoints.first).bind(":last", restorePoints.last).bind(":local_path", localPath);
     return selectAll<Files>(statement, Columns::Table);
 }
 

@@ -20,6 +20,8 @@ class QVersionNumber;
 
 namespace Tolm::SQL::Generation {
 
+struct RestorePointRange;
+
 /// A file as one folder row recorded it (table files), and so in one restore point. The look-ups take the newest row of
 /// a path. A record belongs to the thread that uses it; the operations run on that thread's connection.
 ///
@@ -94,7 +96,12 @@ public:
     bool init(QSqlQuery &query);
 
 private:
+    friend class FileListingRecursive;
     struct Columns;
+
+    // What the operation of this name finds for the list of the range's restore points.
+    static ResultList<Files> selectInFolder(const QString &localPath, const RestorePointRange &restorePoints,
+                                            DatabaseConnection &connection);
 
     void takeMetadata(const std::optional<QJsonObject> &metadata)
     {

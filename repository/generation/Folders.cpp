@@ -1,6 +1,7 @@
 #include <repository/database/Records_p.h>
 #include <repository/generation/Folders.h>
 #include <repository/generation/GenerationForms_p.h>
+#include <repository/generation/RestorePointRange_p.h>
 #include <repository/generation/SchemaPrefix_p.h>
 
 #include <QVersionNumber>
@@ -97,6 +98,30 @@ ResultPointer<Folders> Folders::select(const QString &localPath, const QList<uns
                                                               : some.of(schemaName, {idList(restorePointIds)}));
     statement.bind(":local_path", localPath);
     return selectFirst<Folders>(statement, Columns::Table);
+}
+
+ResultPointer<Folders> Folders::select(const QString &localPath, const RestorePointRange &restorePoints,
+                                       DatabaseConnection &connection)
+{
+    static const QString text = QStringLiteral(
+        "select id, display_name, parent_id, restore_point_id, deleted, metadata, local_path from folders where "
+        "+restore_point_id between :first and :last and local_path = :local_path order by restore_point_id desc limit "
+        "1");
+    Statement statement(connection, text);
+    statement.bind(":first", restorePoints.first).bind(":last", restorePoints.last).bind(":local_path", localPath);
+    return selectFirst<Folders>(statement, Columns::Table);
+}
+
+ResultList<Folders> Folders::selectInFolder(const QString &localPath, const RestorePointRange &restorePoints,
+                                            DatabaseConnection &connection)
+{
+    static const QString text = QStringLiteral(
+        "WITH pd(id) as (select id from folders where local_path = :local_path) select MAX(d.id) as id, display_name, "
+        "parent_id, restore_point_id, deleted, metadata, local_path from folders as d, pd where d.parent_id = pd.id "
+        "and +d.restore_point_id between :first and :last group by d.local_path");
+    Statement statement(connection, text);
+    statement.bind(":local_path", localPath).bind(":first", restorePoints.first).bind(":last", restorePoints.last);
+    return selectAll<Folders>(statement, Columns::Table);
 }
 
 ResultList<Folders> Folders::selectInFolder(const QString &localPath, const QList<unsigned long long> &restorePointIds,

@@ -17,6 +17,8 @@ class QVersionNumber;
 
 namespace Tolm::SQL::Generation {
 
+struct RestorePointRange;
+
 /// A folder as one restore point recorded it (table folders). One path has a row for each restore point in which it
 /// changed; the listings take, for each path, the row written last among the restore points asked for. A record belongs
 /// to the thread that uses it; the operations run on that thread's connection.
@@ -101,7 +103,14 @@ public:
     bool init(QSqlQuery &query);
 
 private:
+    friend class FileListingRecursive;
     struct Columns;
+
+    // What the operations of these names find for the list of the range's restore points.
+    static ResultPointer<Folders> select(const QString &localPath, const RestorePointRange &restorePoints,
+                                         DatabaseConnection &connection);
+    static ResultList<Folders> selectInFolder(const QString &localPath, const RestorePointRange &restorePoints,
+                                              DatabaseConnection &connection);
 
     void takeMetadata(const std::optional<QJsonObject> &metadata)
     {

@@ -2,8 +2,10 @@
 
 #include <QByteArray>
 
+#include <algorithm>
 #include <charconv>
 #include <limits>
+#include <vector>
 
 namespace Tolm::SQL::Generation {
 
@@ -43,15 +45,23 @@ QString SchemaText::of(const QString &schemaName, std::initializer_list<QString>
 
 QString idList(const QList<unsigned long long> &ids)
 {
+    // A walk asks for the same list at every step. It is compared by its values: a caller may hold a reference into it.
+    thread_local std::vector<unsigned long long> last;
+    thread_local QString text;
+    if (last.size() == static_cast<std::size_t>(ids.size()) && std::equal(last.begin(), last.end(), ids.begin()))
+        return text;
+
     constexpr int Longest = std::numeric_limits<unsigned long long>::digits10 + 2; // with its comma
     QByteArray list(ids.size() * Longest, Qt::Uninitialized);
     char *end = list.data();
     for (const unsigned long long id : ids) {
-        if (end != list.data())
+        if (end != list.constData())
             *end++ = ',';
-        end = std::to_chars(end, list.end(), id).ptr;
+        end = std::to_chars(end, end + Longest, id).ptr;
     }
-    return QString::fromLatin1(list.data(), static_cast<int>(end - list.data()));
+    text = QString::fromLatin1(list.constData(), static_cast<int>(end - list.constData()));
+    last.assign(ids.begin(), ids.end());
+    return text;
 }
 
 QString deletedFilter(bool excludeDeleted)
