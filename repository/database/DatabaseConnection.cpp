@@ -39,6 +39,11 @@ DatabaseType DatabaseConnection::dbType() const
     return driver && driver->dbmsType() == QSqlDriver::PostgreSQL ? DatabaseType::PostgreSQL : DatabaseType::SQLite;
 }
 
+bool DatabaseConnection::isInTransaction() const
+{
+    return m_entry && m_entry->state.inTransaction;
+}
+
 ConnectionState *DatabaseConnection::state() const
 {
     return m_entry ? &m_entry->state : nullptr;

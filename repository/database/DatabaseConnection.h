@@ -35,6 +35,9 @@ public:
     /// reaches the default connection of the host application.
     QSqlQuery query() const;
 
+    /// Whether the thread has a DatabaseTransaction open on this connection, with this handle or another.
+    bool isInTransaction() const;
+
     /// The backend; SQLite also for a handle without a connection.
     DatabaseType dbType() const;
 
