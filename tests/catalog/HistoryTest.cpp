@@ -85,12 +85,6 @@ TEST_P(HistoryTest, ReadsBackEveryFieldThroughBothSelects)
     operation.setPlanName(m_planName);
     EXPECT_EQ(shown(report), QStringList(shown(operation)));
     EXPECT_EQ(log.complaints(), QString());
-
-    operation.setId(77);
-    operation.setSize(Largest + 1);
-    EXPECT_FALSE(operation.insert(m_connection));
-    EXPECT_EQ(operation.id(), 77U);
-    EXPECT_EQ(count("history"), 2);
 }
 
 TEST_P(HistoryTest, GivesTheOperationsOfARunPageByPage)

@@ -161,21 +161,5 @@ TEST_P(SessionHistoryTest, ReportsColumnsThatWereNeverWritten)
     EXPECT_EQ(shown(SessionHistory::select({}, {}, {}, 0, 0, m_connection)), QStringList(shown(expected)));
 }
 
-TEST_P(SessionHistoryTest, StoresNothingOfARunThatItRefuses)
-{
-    const ShortWaits shortWaits;
-    const LogCapture log;
-    SessionHistory large = fullRun();
-    large.setId(77);
-    large.setTotalSize(Largest + 1);
-    EXPECT_FALSE(large.insert(m_connection));
-    EXPECT_EQ(large.id(), 77U);
-    EXPECT_EQ(log.count(QtCriticalMsg, "value out of range for :total_size"), 1);
-    SessionHistory many = fullRun();
-    many.setTotalCount(quint64(1) << 31U);
-    EXPECT_EQ(many.insert(m_connection), isSQLite());
-    EXPECT_EQ(count("session_history"), isSQLite() ? 1 : 0);
-}
-
 } // namespace
 } // namespace Tolm::SQL

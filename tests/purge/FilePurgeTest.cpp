@@ -258,22 +258,6 @@ TEST_P(FilePurgeTest, ChoosesWhatTheReferenceChooses)
     EXPECT_GT(chosenInAll, 1000);
 }
 
-TEST_P(FilePurgeTest, KeepsChainsWholeAndTheNewestOne)
-{
-    const quint64 file = addFile(1, "/f");
-    QStringList oldest;
-    for (const auto &[daysAgo, kind] : {std::make_pair(50, 3), {40, 2}, {30, 2}})
-        oldest.append(chosen(addVersion(file, daysAgo, kind, kind == 3), Reason::NumberOfVersions));
-    addVersion(file, 20, 3, true);
-    addVersion(file, 10, 2);
-    EXPECT_EQ(select(byCount(1)), oldest);
-    EXPECT_EQ(select(byCount(0)), oldest);
-
-    // An undated full copy belongs to no chain that anybody knows.
-    addVersion(addFile(1, "/g"), -1, 3, true);
-    EXPECT_EQ(select(byCount(0)), oldest);
-}
-
 TEST_P(FilePurgeTest, RefusesRulesThatHaveNoDate)
 {
     const quint64 file = addFile(1, "/f", m_now.addDays(-1000));
