@@ -169,18 +169,5 @@ TEST_P(CloudFolderTest, RemovesParentsThatBecomeEmpty)
     EXPECT_FALSE(CloudFolder::isEmpty(1, m_connection)) << "a failure must not pass for an empty folder";
 }
 
-TEST_P(CloudFolderTest, RefusesASecondFolder)
-{
-    CloudFolder second = *made("/a");
-    const QString before = shown(second);
-    const ShortWaits waits;
-    const LogCapture log;
-    EXPECT_FALSE(second.insert(m_connection));
-    EXPECT_FALSE(second.select(1, ~quint64(0), "a", m_connection));
-    EXPECT_EQ(shown(second), before);
-    EXPECT_EQ(count("cloud_folders"), 2);
-    EXPECT_EQ(log.count(QtWarningMsg, "insert into cloud_folders"), isSQLite() ? 1 : 4);
-}
-
 } // namespace
 } // namespace Tolm::SQL

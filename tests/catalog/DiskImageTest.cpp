@@ -125,21 +125,6 @@ TEST_P(DiskImageTest, IsMadeFromMetaData)
                                                         metaData.toXml(), PlatformType::Windows, 0, 0));
 }
 
-TEST_P(DiskImageTest, NeedsItsDestinationWhereForeignKeysCount)
-{
-    const ShortWaits waits;
-    const LogCapture log;
-    DiskImage lost;
-    lost.setDestinationId(99);
-    EXPECT_EQ(lost.insert(m_connection), isSQLite());
-    EXPECT_EQ(lost.id() != 0, isSQLite());
-    DiskImageVersions link;
-    link.setDiskImageId(99);
-    link.setVersionId(99);
-    EXPECT_EQ(link.insert(m_connection), isSQLite());
-    EXPECT_EQ(count("diskimage"), isSQLite() ? 1 : 0);
-}
-
 TEST_P(DiskImageTest, FindsTheNewestImageOfATime)
 {
     const auto newestAt = [this](const QDateTime &date) {

@@ -4,6 +4,7 @@
 #include <tests/catalog/CatalogueTest.h>
 
 #include <algorithm>
+#include <optional>
 
 namespace Tolm::SQL {
 namespace {
@@ -12,39 +13,27 @@ using namespace Tests;
 using Reason = CheckCloudFiles4Purge::Reason;
 using Type = CheckCloudFiles4Purge::VersionOlderType;
 
+/// Each rule is off without its number.
 struct Policy {
-    bool age = false;
-    long days = 0;
+    std::optional<long> olderThan;
+    Type type = Type::DateModified;
     bool keepLast = false;
-    Type type = Type::NoLimit;
-    bool count = false;
-    quint64 keep = 0;
-    bool deleted = false;
-    quint64 deletedDays = 0;
+    std::optional<quint64> keep;
+    std::optional<quint64> deletedDays;
 };
 
 CheckCloudFiles4Purge purgeOf(quint64 destination, const Policy &policy)
 {
     CheckCloudFiles4Purge purge(destination);
-    purge.deleteVersionOlder(policy.age, policy.days, policy.keepLast, policy.type);
-    purge.keepNumberOfVersion(policy.count, policy.keep);
-    purge.deleteLocalyDeleted(policy.deleted, policy.deletedDays);
+    purge.deleteVersionOlder(policy.olderThan.has_value(), policy.olderThan.value_or(0), policy.keepLast, policy.type);
+    purge.keepNumberOfVersion(policy.keep.has_value(), policy.keep.value_or(0));
+    purge.deleteLocalyDeleted(policy.deletedDays.has_value(), policy.deletedDays.value_or(0));
     return purge;
-}
-
-Policy byAge(long days, Type type = Type::DateModified)
-{
-    Policy policy;
-    policy.age = true;
-    policy.days = days;
-    policy.type = type;
-    return policy;
 }
 
 Policy byCount(quint64 keep)
 {
     Policy policy;
-    policy.count = true;
     policy.keep = keep;
     return policy;
 }
@@ -52,7 +41,6 @@ Policy byCount(quint64 keep)
 Policy byDeletion(quint64 days)
 {
     Policy policy;
-    policy.deleted = true;
     policy.deletedDays = days;
     return policy;
 }
@@ -96,7 +84,7 @@ bool isFull(const CloudFileVersion &version)
 QStringList referenceOfFile(const QList<QSharedPointer<CloudFileVersion>> &versions, const Policy &policy,
                             const QDateTime &threshold)
 {
-    const bool ageRuns = policy.age && policy.type != Type::NoLimit;
+    const bool ageRuns = policy.olderThan && policy.type != Type::NoLimit;
     const auto dateOf = [&](const CloudFileVersion &version) {
         return policy.type == Type::DateBackup ? version.dateBackup() : version.dateModified();
     };
@@ -112,7 +100,7 @@ QStringList referenceOfFile(const QList<QSharedPointer<CloudFileVersion>> &versi
             fulls.append(version);
     }
     QList<QPair<QSharedPointer<CloudFileVersion>, Reason>> candidates;
-    while (policy.count && quint64(fulls.size()) > policy.keep)
+    while (policy.keep && quint64(fulls.size()) > *policy.keep)
         candidates.append({fulls.takeFirst(), Reason::NumberOfVersions});
     while (ageRuns && fulls.size() > (policy.keepLast ? 1 : 0)) {
         const auto first = fulls.takeFirst();
@@ -152,13 +140,14 @@ QStringList reference(const QList<FileRow> &files, const QStringList &roots, con
     const QDateTime now = QDateTime::currentDateTimeUtc();
     QStringList result;
     for (const FileRow &file : files) {
-        if (!(policy.age || policy.count) || !isBelow(file.path))
+        if (!(policy.olderThan || policy.keep) || !isBelow(file.path))
             continue;
-        result += referenceOfFile(CloudFileVersion::select_(file.id, connection), policy, now.addDays(-policy.days));
+        result += referenceOfFile(CloudFileVersion::select_(file.id, connection), policy,
+                                  now.addDays(-policy.olderThan.value_or(0)));
     }
     for (const FileRow &file : files) {
-        const bool isGone = file.deleted.isValid() && file.deleted <= now.addDays(-qint64(policy.deletedDays));
-        if (!policy.deleted || !isGone || !isBelow(file.path))
+        if (!policy.deletedDays || !file.deleted.isValid() || !isBelow(file.path) ||
+            file.deleted > now.addDays(-qint64(*policy.deletedDays)))
             continue;
         const auto versions = CloudFileVersion::select_(file.id, connection);
         for (const auto &version : versions)
@@ -237,14 +226,14 @@ TEST_P(FilePurgeTest, ChoosesWhatTheReferenceChooses)
     int chosenInAll = 0;
     for (int round = 0; round < 60; ++round) {
         Policy policy;
-        policy.age = below(2) == 0;
-        policy.days = below(60) * 7;
+        if (below(2) == 0)
+            policy.olderThan = below(60) * 7;
         policy.keepLast = below(2) == 0;
         policy.type = static_cast<Type>(below(3));
-        policy.count = below(2) == 0;
-        policy.keep = static_cast<quint64>(below(4));
-        policy.deleted = below(3) == 0;
-        policy.deletedDays = static_cast<quint64>(below(40));
+        if (below(2) == 0)
+            policy.keep = static_cast<quint64>(below(4));
+        if (below(3) == 0)
+            policy.deletedDays = static_cast<quint64>(below(40));
         QStringList roots;
         for (const QString &folder : folders) {
             if (below(2) == 0)
@@ -264,14 +253,13 @@ TEST_P(FilePurgeTest, RefusesRulesThatHaveNoDate)
     const quint64 old = addVersion(file, 900, 0);
     const quint64 newer = addVersion(file, 800, 0);
     for (const long days : {-1L, 800000L, std::numeric_limits<long>::max(), std::numeric_limits<long>::min()}) {
-        Policy policy = byAge(days);
-        policy.count = true;
-        policy.keep = 1;
+        Policy policy = byCount(1);
+        policy.olderThan = days;
         const LogCapture log;
         EXPECT_EQ(select(policy), QStringList(chosen(old, Reason::NumberOfVersions))) << days;
         EXPECT_EQ(log.count(QtWarningMsg), 1);
     }
-    EXPECT_EQ(select(byAge(10, Type(7))), QStringList());
+    EXPECT_EQ(select({10, Type(7), false, {}, {}}), QStringList());
 
     const LogCapture log;
     EXPECT_EQ(select(byDeletion(~quint64(0))), QStringList());
@@ -303,9 +291,8 @@ TEST_P(FilePurgeTest, ChoosesNothingWhenTheCatalogueCannotBeRead)
     const ShortWaits waits;
     const LogCapture log;
     const quint64 version = addVersion(addFile(1, "/f", m_now.addDays(-30)), 90, 0);
-    Policy policy = byAge(10);
-    policy.deleted = true;
-    policy.deletedDays = 1;
+    Policy policy = byDeletion(1);
+    policy.olderThan = 10;
     EXPECT_EQ(select(policy),
               QStringList({chosen(version, Reason::RetentionTime), chosen(version, Reason::DeletedLocally)}));
     m_database.sql("alter table cloud_file_versions rename to gone");
@@ -323,9 +310,8 @@ TEST(FilePurgeRulesTest, ConsumeOneFilesVersionsFromTheFront)
         version->setDateBackup(now.addDays(-10));
         fulls.append(version);
     }
-    Policy policy = byAge(30);
-    policy.count = true;
-    policy.keep = 4;
+    Policy policy = byCount(4);
+    policy.olderThan = 30;
     auto left = fulls;
     EXPECT_EQ(chosen(purgeOf(1, policy).checkFileBackup(left)),
               QStringList({"1 NumberOfVersions", "2 RetentionTime", "3 RetentionTime"}));
