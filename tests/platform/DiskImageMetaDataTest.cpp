@@ -10,136 +10,105 @@ using PlatformType = DiskImageMetaData::PlatformType;
 
 namespace {
 
-void expectEqual(const DiskImageMetaData &left, const DiskImageMetaData &right)
+auto fieldsOf(const DiskImageMetaData &image)
 {
-    EXPECT_EQ(left.createDate(), right.createDate());
-    EXPECT_EQ(left.compressed(), right.compressed());
-    EXPECT_EQ(left.encrypted(), right.encrypted());
-    EXPECT_EQ(left.originalSize(), right.originalSize());
-    EXPECT_EQ(left.compressedSize(), right.compressedSize());
-    EXPECT_EQ(left.hostName(), right.hostName());
-    EXPECT_EQ(left.platformType(), right.platformType());
-    EXPECT_EQ(left.blockLevelBackup(), right.blockLevelBackup());
+    return std::make_tuple(image.createDate(), image.compressed(), image.encrypted(), image.originalSize(),
+                           image.compressedSize(), image.hostName(), image.platformType(), image.blockLevelBackup());
 }
 
-void expectRoundTrip(const DiskImageMetaData &metaData)
+DiskImageMetaData readBack(const DiskImageMetaData &image)
 {
-    const QString xml = metaData.toXml();
-    const auto readBack = DiskImageMetaData::createFromXml(xml);
-    ASSERT_TRUE(readBack) << qPrintable(xml);
-    expectEqual(*readBack, metaData);
-    EXPECT_EQ(readBack->toXml(), xml);
+    const auto read = DiskImageMetaData::createFromXml(image.toXml());
+    EXPECT_TRUE(read) << qPrintable(image.toXml());
+    return read ? *read : DiskImageMetaData();
 }
 
 QString document(const QString &fields)
 {
-    return QStringLiteral("<?xml version=\"1.0\"?><DiskImageMetaData>%1</DiskImageMetaData>").arg(fields);
+    return "<?xml version=\"1.0\"?><DiskImageMetaData>" + fields + "</DiskImageMetaData>";
 }
 
-DiskImageMetaData fullImage()
+DiskImageMetaData fullImage(const QString &hostName = "host")
 {
-    DiskImageMetaData metaData;
-    metaData.setCreateDate(QDateTime(QDate(2024, 3, 10), QTime(2, 30, 0, 7), Qt::UTC));
-    metaData.setCompressed(true);
-    metaData.setEncrypted(true);
-    metaData.setOriginalSize(std::numeric_limits<unsigned long long>::max());
-    metaData.setCompressedSize(1ULL << 53U | 1U);
-    metaData.setHostName(QStringLiteral("host"));
-    metaData.setPlatformType(PlatformType::Linux);
-    metaData.setBlockLevelBackup(true);
-    return metaData;
+    DiskImageMetaData image;
+    image.setCreateDate(QDateTime(QDate(2024, 3, 10), QTime(2, 30, 0, 7), Qt::UTC));
+    image.setCompressed(true);
+    image.setEncrypted(true);
+    image.setOriginalSize(std::numeric_limits<unsigned long long>::max());
+    image.setCompressedSize(1ULL << 53U | 1U);
+    image.setHostName(hostName);
+    image.setPlatformType(PlatformType::Linux);
+    image.setBlockLevelBackup(true);
+    return image;
 }
 
 } // namespace
 
 TEST(DiskImageMetaDataTest, EveryFieldComesBack)
 {
-    expectRoundTrip(DiskImageMetaData());
-    expectRoundTrip(fullImage());
-
-    // Each flag and size alone, so that no two of them can stand for each other.
-    DiskImageMetaData metaData;
-    metaData.setEncrypted(true);
-    metaData.setCompressedSize(5);
-    metaData.setPlatformType(static_cast<PlatformType>(-7));
-    expectRoundTrip(metaData);
-    metaData = {};
-    metaData.setBlockLevelBackup(true);
-    metaData.setOriginalSize(6);
-    metaData.setPlatformType(PlatformType::Windows);
-    expectRoundTrip(metaData);
+    // Each flag and size alone, too, so that no two of them can stand for each other.
+    DiskImageMetaData encrypted;
+    encrypted.setEncrypted(true);
+    encrypted.setCompressedSize(5);
+    encrypted.setPlatformType(static_cast<PlatformType>(-7));
+    DiskImageMetaData blockLevel;
+    blockLevel.setBlockLevelBackup(true);
+    blockLevel.setOriginalSize(6);
+    blockLevel.setPlatformType(PlatformType::Windows);
+    for (const DiskImageMetaData &image : {DiskImageMetaData(), fullImage(), encrypted, blockLevel})
+        EXPECT_EQ(fieldsOf(readBack(image)), fieldsOf(image));
 }
 
 TEST(DiskImageMetaDataTest, DatesAreStoredInUtcWithMilliseconds)
 {
-    DiskImageMetaData metaData;
-    metaData.setCreateDate(QDateTime(QDate(2024, 3, 10), QTime(2, 30, 0, 7), QTimeZone(3600)));
-    EXPECT_TRUE(metaData.toXml().contains(QStringLiteral("<CreateDate>2024-03-10T01:30:00.007Z</CreateDate>")));
-    const auto readBack = DiskImageMetaData::createFromXml(metaData.toXml());
-    ASSERT_TRUE(readBack);
-    EXPECT_EQ(readBack->createDate().timeSpec(), Qt::UTC);
-    EXPECT_EQ(readBack->createDate(), metaData.createDate());
-
-    metaData.setCreateDate(QDateTime(QDate(12024, 1, 1), QTime(0, 0), Qt::UTC));
-    const auto undated = DiskImageMetaData::createFromXml(metaData.toXml());
-    ASSERT_TRUE(undated);
-    EXPECT_FALSE(undated->createDate().isValid());
+    DiskImageMetaData image;
+    image.setCreateDate(QDateTime(QDate(2024, 3, 10), QTime(2, 30, 0, 7), QTimeZone(3600)));
+    EXPECT_TRUE(image.toXml().contains("<CreateDate>2024-03-10T01:30:00.007Z</CreateDate>"));
+    EXPECT_EQ(readBack(image).createDate().timeSpec(), Qt::UTC);
+    EXPECT_EQ(readBack(image).createDate(), image.createDate());
+    image.setCreateDate(QDateTime(QDate(12024, 1, 1), QTime(0, 0), Qt::UTC));
+    EXPECT_FALSE(readBack(image).createDate().isValid());
 }
 
 TEST(DiskImageMetaDataTest, AnyHostNameKeepsTheDocumentReadable)
 {
     const QString names[] = {
-        QStringLiteral("<a href=\"x\">&amp;'</a>]]>"),
-        QStringLiteral("  blanks\tand\nlines  "),
-        QStringLiteral("\r\n"),
-        QString(QChar(0)) + QStringLiteral("nul"),
-        QStringLiteral("bell\a\x1B[31m"),
+        "<a href=\"x\">&amp;'</a>]]>",
+        "  blanks\tand\nlines  ",
+        "\r\n",
+        QChar(0) + QString("nul"),
+        "bell\a\x1B[31m",
         QString(QChar(0xFFFE)) + QChar(0xFFFF),
         QString::fromUtf8("K\xC3\xB6ln \xE6\x97\xA5\xE6\x9C\xAC \xF0\x9F\x92\xBE \xF4\x8F\xBF\xBD"),
-        QString(100000, QLatin1Char('h')),
+        QString(100000, 'h'),
     };
-    for (const QString &name : names) {
-        DiskImageMetaData metaData = fullImage();
-        metaData.setHostName(name);
-        expectRoundTrip(metaData);
-    }
-
-    DiskImageMetaData metaData = fullImage();
-    metaData.setHostName(QStringLiteral("half ") + QChar(0xD800));
-    const auto readBack = DiskImageMetaData::createFromXml(metaData.toXml());
-    ASSERT_TRUE(readBack);
-    EXPECT_TRUE(readBack->hostName().startsWith(QStringLiteral("half ")));
-    EXPECT_TRUE(readBack->blockLevelBackup());
+    for (const QString &name : names)
+        EXPECT_EQ(fieldsOf(readBack(fullImage(name))), fieldsOf(fullImage(name)));
+    const DiskImageMetaData halfPair = readBack(fullImage(QString("half ") + QChar(0xD800)));
+    EXPECT_TRUE(halfPair.hostName().startsWith("half ") && halfPair.blockLevelBackup());
 }
 
-TEST(DiskImageMetaDataTest, EveryCutOffDocumentIsRefused)
+TEST(DiskImageMetaDataTest, CutOffForeignAndBrokenTextsAreRefused)
 {
     const QString xml = fullImage().toXml().trimmed();
-    ASSERT_TRUE(DiskImageMetaData::createFromXml(xml));
     for (int length = 0; length < xml.size(); ++length)
         EXPECT_FALSE(DiskImageMetaData::createFromXml(xml.left(length))) << qPrintable(xml.left(length));
-}
-
-TEST(DiskImageMetaDataTest, ForeignAndBrokenTextsAreRefused)
-{
     const QString texts[] = {
-        QStringLiteral("no xml at all"),
-        QStringLiteral("<Other/>"),
-        QStringLiteral("<DiskImageMetaData/><DiskImageMetaData/>"),
-        QStringLiteral("<x:DiskImageMetaData xmlns:x=\"u\"/>"),
-        document(QStringLiteral("<Compressed>yes</Compressed>")),
-        document(QStringLiteral("<OriginalSize>-1</OriginalSize>")),
-        document(QStringLiteral("<OriginalSize>18446744073709551616</OriginalSize>")),
-        document(QStringLiteral("<CompressedSize>1e3</CompressedSize>")),
-        document(QStringLiteral("<PlatformType>Linux</PlatformType>")),
-        document(QStringLiteral("<CreateDate>2024-02-30T00:00:00.000Z</CreateDate>")),
-        document(QStringLiteral("<CreateDate>2024-02-03T00:00:00.000</CreateDate>")),
-        document(QStringLiteral("<HostName>a<b/></HostName>")),
-        document(QStringLiteral("<HostName encoding=\"base64\">!</HostName>")),
-        document(QStringLiteral("<HostName encoding=\"rot13\">a</HostName>")),
-        document(QStringLiteral("<HostName>&unknown;</HostName>")),
-        QStringLiteral("<!DOCTYPE DiskImageMetaData [<!ENTITY h \"x\">]>"
-                       "<DiskImageMetaData><HostName>&h;</HostName></DiskImageMetaData>"),
+        "no xml at all",
+        "<Other/>",
+        "<DiskImageMetaData/><DiskImageMetaData/>",
+        "<x:DiskImageMetaData xmlns:x=\"u\"/>",
+        document("<Compressed>yes</Compressed>"),
+        document("<OriginalSize>-1</OriginalSize>"),
+        document("<OriginalSize>18446744073709551616</OriginalSize>"),
+        document("<CompressedSize>1e3</CompressedSize>"),
+        document("<PlatformType>Linux</PlatformType>"),
+        document("<CreateDate>2024-02-30T00:00:00.000Z</CreateDate>"),
+        document("<CreateDate>2024-02-03T00:00:00.000</CreateDate>"),
+        document("<HostName>a<b/></HostName>"),
+        document("<HostName encoding=\"base64\">!</HostName>"),
+        document("<HostName encoding=\"rot13\">a</HostName>"),
+        document("<HostName>&unknown;</HostName>"),
     };
     for (const QString &text : texts)
         EXPECT_FALSE(DiskImageMetaData::createFromXml(text)) << qPrintable(text);
@@ -147,26 +116,25 @@ TEST(DiskImageMetaDataTest, ForeignAndBrokenTextsAreRefused)
 
 TEST(DiskImageMetaDataTest, UnknownAndMissingElementsAreNoFault)
 {
-    const auto metaData = DiskImageMetaData::createFromXml(
-        document(QStringLiteral("<New><CompressedSize>1</CompressedSize></New><!-- c -->"
-                                "<BlockLevelBackup> true\n</BlockLevelBackup>")));
-    ASSERT_TRUE(metaData);
-    EXPECT_TRUE(metaData->blockLevelBackup());
-    EXPECT_EQ(metaData->compressedSize(), 0U);
+    const auto image = DiskImageMetaData::createFromXml(document(
+        "<New><CompressedSize>1</CompressedSize></New><!-- c --><BlockLevelBackup> true\n</BlockLevelBackup>"));
+    ASSERT_TRUE(image);
+    EXPECT_TRUE(image->blockLevelBackup());
+    EXPECT_EQ(image->compressedSize(), 0U);
 }
 
 TEST(DiskImageMetaDataTest, HostileDocumentsCostLittle)
 {
-    QString entities = QStringLiteral("<!ENTITY e0 \"ha\">");
+    QString entities = "<!ENTITY e0 \"ha\">";
     for (int i = 1; i < 30; ++i)
-        entities += QStringLiteral("<!ENTITY e%1 \"&e%2;&e%2;\">").arg(i).arg(i - 1);
-    EXPECT_FALSE(DiskImageMetaData::createFromXml(
-        QStringLiteral("<!DOCTYPE DiskImageMetaData [%1]>"
-                       "<DiskImageMetaData><HostName>&e29;</HostName></DiskImageMetaData>")
-            .arg(entities)));
+        entities += QString("<!ENTITY e%1 \"&e%2;&e%2;\">").arg(i).arg(i - 1);
+    const QString declared = "<!DOCTYPE DiskImageMetaData [%1]><DiskImageMetaData><HostName>&%2;</HostName>"
+                             "</DiskImageMetaData>";
+    EXPECT_FALSE(DiskImageMetaData::createFromXml(declared.arg(entities, "e0")));
+    EXPECT_FALSE(DiskImageMetaData::createFromXml(declared.arg(entities, "e29")));
 
     constexpr int depth = 200000;
-    const QString deep = QStringLiteral("<d>").repeated(depth) + QStringLiteral("</d>").repeated(depth);
-    EXPECT_TRUE(DiskImageMetaData::createFromXml(document(deep)));
-    EXPECT_FALSE(DiskImageMetaData::createFromXml(document(QStringLiteral("<d>").repeated(depth))));
+    const QString opened = QString("<d>").repeated(depth);
+    EXPECT_TRUE(DiskImageMetaData::createFromXml(document(opened + QString("</d>").repeated(depth))));
+    EXPECT_FALSE(DiskImageMetaData::createFromXml(document(opened)));
 }

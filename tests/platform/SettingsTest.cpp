@@ -1,7 +1,6 @@
 #include <platform/SHARED/defines.h>
 #include <platform/SHARED/files_operations.h>
 #include <platform/Tolm/AppPath.h>
-#include <platform/Varn/Core.h>
 
 #include <QtCore/QFile>
 #include <QtCore/QStandardPaths>
@@ -12,8 +11,14 @@ using SHARED::functions::files_operations::get_attrib_from_file;
 
 namespace {
 
-class SettingsFileTest : public testing::Test {
+class SettingsTest : public testing::Test {
 protected:
+    ~SettingsTest() override
+    {
+        qunsetenv("TOLM_CONFIG_ROOT");
+        qunsetenv("TOLM_EDITION");
+    }
+
     void write(const QByteArray &content) const
     {
         QFile file(m_path);
@@ -27,21 +32,10 @@ protected:
     }
 
     QTemporaryDir m_folder;
-    const QString m_path = m_folder.filePath(QStringLiteral("settings.conf"));
+    const QString m_path = m_folder.filePath("settings.conf");
 };
 
-class EnvironmentTest : public testing::Test {
-protected:
-    void TearDown() override
-    {
-        qunsetenv("TOLM_CONFIG_ROOT");
-        qunsetenv("TOLM_EDITION");
-    }
-};
-
-} // namespace
-
-TEST_F(SettingsFileTest, ReadsKeysValuesAndComments)
+TEST_F(SettingsTest, ReadsKeysValuesAndComments)
 {
     write("# DB_location=comment\n"
           "  #DB_location=indented comment\n"
@@ -54,65 +48,48 @@ TEST_F(SettingsFileTest, ReadsKeysValuesAndComments)
           "=no key\n"
           "Folder=/srv/K\xC3\xB6ln \xF0\x9F\x92\xBE\n"
           "last=no newline");
-
-    EXPECT_EQ(value("DB_location"), QStringLiteral("PGSQL;host:db1;password:a=b#c"));
-    EXPECT_EQ(value("DB_location_old"), QStringLiteral("/other"));
+    EXPECT_EQ(value("DB_location"), "PGSQL;host:db1;password:a=b#c");
+    EXPECT_EQ(value("DB_location_old"), "/other");
     EXPECT_EQ(value("Folder"), QString::fromUtf8("/srv/K\xC3\xB6ln \xF0\x9F\x92\xBE"));
-    EXPECT_EQ(value("last"), QStringLiteral("no newline"));
-    EXPECT_EQ(value("empty"), QString());
-    EXPECT_EQ(value("db_location"), QString()) << "keys mind the case";
-    EXPECT_EQ(value("DB_loc"), QString());
+    EXPECT_EQ(value("last"), "no newline");
+    for (const char *key : {"empty", "db_location", "DB_loc"})
+        EXPECT_EQ(value(key), QString()) << key;
 }
 
-TEST_F(SettingsFileTest, IsReadAnewAndMissesNothingInOddFiles)
+TEST_F(SettingsTest, AreReadAnewAndMissNothingInOddFiles)
 {
     EXPECT_EQ(value("key"), QString()) << "no file";
     write("\xEF\xBB\xBFkey=after a byte order mark\n");
-    EXPECT_EQ(value("key"), QStringLiteral("after a byte order mark"));
-    write("key=changed");
-    EXPECT_EQ(value("key"), QStringLiteral("changed"));
+    EXPECT_EQ(value("key"), "after a byte order mark");
     write(QByteArray(100000, 'x') + "\xFF\xFE\n" + QByteArray(3, '\0') + "key=" + QByteArray(100000, 'v'));
-    EXPECT_EQ(value(QByteArray("\0\0\0key", 6)), QString(100000, QLatin1Char('v')));
-    EXPECT_EQ(get_attrib_from_file(m_folder.path(), QStringLiteral("key")), QString()) << "a folder";
+    EXPECT_EQ(value(QByteArray("\0\0\0key", 6)), QString(100000, 'v'));
+    EXPECT_EQ(get_attrib_from_file(m_folder.path(), "key"), QString()) << "a folder";
 }
 
-TEST_F(EnvironmentTest, PathsFollowTheEnvironmentAtEveryCall)
+TEST_F(SettingsTest, PathsAndEditionFollowTheEnvironmentAtEveryCall)
 {
-    using namespace SHARED::defines::Path;
+    using namespace SHARED::defines;
     const Tolm::Defines::AppPath &appPath = Tolm::Defines::AppPath::to();
-
-    const QString standard =
-        QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) + QStringLiteral("/tolm/");
-    EXPECT_EQ(ETC::CONFIG::config_root(), standard);
-
-    for (const QByteArray &root : {QByteArray("/srv/a"), QByteArray("/srv/a/"), QByteArray("/srv/\xC3\xA4 b")}) {
+    const QString standard = QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) + "/tolm/";
+    EXPECT_EQ(Path::ETC::CONFIG::config_root(), standard);
+    for (const QByteArray root : {"/srv/a", "/srv/a/", "/srv/\xC3\xA4 b"}) {
         qputenv("TOLM_CONFIG_ROOT", root);
         const QString folder = QString::fromUtf8(root.endsWith('/') ? root : root + '/');
-        EXPECT_EQ(ETC::CONFIG::config_root(), folder);
-        EXPECT_EQ(ETC::CONFIG::default_settings(), folder + QStringLiteral("settings.conf"));
+        EXPECT_EQ(Path::ETC::CONFIG::config_root(), folder);
+        EXPECT_EQ(Path::ETC::CONFIG::default_settings(), folder + "settings.conf");
         EXPECT_EQ(appPath.config(), folder);
-        EXPECT_EQ(diskImageMap(), appPath.diskImageMap() + QLatin1Char('/'));
+        EXPECT_EQ(Path::diskImageMap(), appPath.diskImageMap() + '/');
         EXPECT_TRUE(appPath.diskImageMap().startsWith(folder));
         EXPECT_TRUE(appPath.differentialFileMap().startsWith(folder));
         EXPECT_NE(appPath.differentialFileMap(), appPath.diskImageMap());
     }
-
     qputenv("TOLM_CONFIG_ROOT", "");
     EXPECT_EQ(appPath.config(), standard) << "an empty name names no folder";
+
+    for (const bool managed : {false, true, false}) {
+        qputenv("TOLM_EDITION", managed ? "managed" : "unmanaged");
+        EXPECT_EQ(common::is_halvo(), managed);
+    }
 }
 
-TEST_F(EnvironmentTest, TheEditionFollowsTheEnvironmentAtEveryCall)
-{
-    EXPECT_FALSE(SHARED::defines::common::is_halvo());
-    qputenv("TOLM_EDITION", "managed");
-    EXPECT_TRUE(SHARED::defines::common::is_halvo());
-    qputenv("TOLM_EDITION", "unmanaged");
-    EXPECT_FALSE(SHARED::defines::common::is_halvo());
-}
-
-TEST(ProductVersionTest, BothFormsAreOneVersion)
-{
-    const QVersionNumber version = Varn::Core::Version::number();
-    EXPECT_EQ(version.segmentCount(), 3);
-    EXPECT_EQ(SHARED::defines::common::build_version(), version.toString());
-}
+} // namespace
