@@ -1,15 +1,11 @@
-#include <repository/database/ExecQuery.h>
 #include <repository/database/Records_p.h>
 
 #include <tests/support/LogCapture.h>
 #include <tests/support/ShortWaits.h>
 #include <tests/support/TestDatabase.h>
 
-#include <QCoreApplication>
 #include <QDir>
 #include <QFileInfo>
-#include <QSqlError>
-#include <QTimerEvent>
 #include <gmock/gmock.h>
 
 #include <thread>
@@ -28,13 +24,7 @@ int answer(const DatabaseConnection &connection)
 
 class DatabasePoolTest : public Tests::DatabaseTest {
 protected:
-    /// Lets the pool look for idle connections, of which everything is one when `all` is set.
-    void sweep(bool all = true)
-    {
-        Timing::instance().idleConnection = all ? -1 : 60000;
-        QTimerEvent event(1);
-        QCoreApplication::sendEvent(m_database.pool(), &event);
-    }
+    void sweep() { Tests::sweep(*m_database.pool()); }
 
     QString name()
     {
@@ -53,10 +43,7 @@ TOLM_TEST_ON_EVERY_BACKEND(DatabasePoolTest);
 class SQLiteDatabasePoolTest : public DatabasePoolTest {};
 TOLM_TEST_ON_SQLITE(SQLiteDatabasePoolTest);
 
-class PostgreSqlDatabasePoolTest : public DatabasePoolTest {
-protected:
-    void loseConnection(bool lostAtPrepare);
-};
+class PostgreSqlDatabasePoolTest : public DatabasePoolTest {};
 TOLM_TEST_ON_POSTGRESQL(PostgreSqlDatabasePoolTest);
 
 TEST_P(DatabasePoolTest, ThreadHasOneConnectionAndNoOtherThreadHasIt)
@@ -79,14 +66,10 @@ TEST_P(DatabasePoolTest, ThreadHasOneConnectionAndNoOtherThreadHasIt)
     }).join();
     EXPECT_EQ(connections(), 2);
 
-    const QStringList records = log.texts(QtDebugMsg);
-    ASSERT_EQ(records.size(), 2);
-    for (int count = 1; count <= 2; ++count) {
-        EXPECT_THAT(records[count - 1].toStdString(),
-                    MatchesRegex("DatabasePool: add new db connection \\( \\{[0-9a-f-]{36}\\} \\), "
-                                 "current connection count: " +
-                                 std::to_string(count)));
-    }
+    EXPECT_THAT(
+        log.texts(QtDebugMsg).join('\n').toStdString(),
+        MatchesRegex("DatabasePool: add new db connection \\( \\{[0-9a-f-]{36}\\} \\), current connection count: 1\n"
+                     "DatabasePool: add new db connection \\( \\{[0-9a-f-]{36}\\} \\), current connection count: 2"));
     EXPECT_EQ(log.complaints(), "");
 }
 
@@ -94,27 +77,21 @@ TEST_P(DatabasePoolTest, SweepClosesWhatNobodyHoldsAndTellsIt)
 {
     const QString name = this->name();
     const Tests::LogCapture log;
-    sweep(false);
+    Tests::sweep(*m_database.pool(), 60000);
     EXPECT_EQ(connections(), 1) << "a minute is not over";
     EXPECT_TRUE(log.records().isEmpty());
-
     sweep();
     EXPECT_EQ(connections(), 0);
-    const QStringList records = log.texts(QtDebugMsg);
-    ASSERT_EQ(records.size(), 2);
-    const QString pool = records[1].section(' ', 2, 2);
-    const QString database = isSQLite() ? m_database.file() : m_database.location().section(':', -1);
-    EXPECT_EQ(records[0], QString("DatabasePool: ( %1 ) remove connection: %2 db name: %3").arg(pool, name, database));
-    EXPECT_EQ(records[1],
-              QString("DatabasePool: ( %1 ) , count: 0 all connections: %2").arg(pool, QString::number(m_before)));
-
-    sweep();
-    EXPECT_EQ(log.records().size(), 2) << "a sweep that finds nothing is silent";
-    EXPECT_NE(this->name(), name);
-
+    sweep(); // it finds nothing, and is silent
+    const QString pool = log.texts(QtDebugMsg, "remove connection").value(0).section(' ', 2, 2);
     delete m_database.pool();
-    EXPECT_EQ(log.texts(QtDebugMsg).last(),
-              QString("DatabasePool: delete pool ( %1 ) , count: 0 all connections: %2").arg(pool).arg(m_before - 1));
+    const QString database = isSQLite() ? m_database.file() : m_database.location().section(':', -1);
+    EXPECT_EQ(
+        log.texts(QtDebugMsg),
+        QStringList(
+            {QString("DatabasePool: ( %1 ) remove connection: %2 db name: %3").arg(pool, name, database),
+             QString("DatabasePool: ( %1 ) , count: 0 all connections: %2").arg(pool).arg(m_before),
+             QString("DatabasePool: delete pool ( %1 ) , count: 0 all connections: %2").arg(pool).arg(m_before - 1)}));
 }
 
 TEST_P(DatabasePoolTest, HandlesAndUsesKeepTheConnection)
@@ -147,23 +124,20 @@ TEST_P(DatabasePoolTest, TemplateIsTakenOnceAndOnlyWhenOpen)
     const Tests::LogCapture log;
     EXPECT_FALSE(pool.initDatabase({}));
     {
-        QSqlDatabase closed = m_database.open("closed");
-        closed.close();
-        EXPECT_FALSE(pool.initDatabase(closed));
-        const QString notOpen = "DatabasePool: error on init database. database is not valid";
-        EXPECT_EQ(log.texts(QtCriticalMsg), (QStringList{notOpen, notOpen}));
+        QSqlDatabase given = m_database.open("given");
+        given.close();
+        EXPECT_FALSE(pool.initDatabase(given));
         EXPECT_FALSE(pool.isInit());
         EXPECT_FALSE(pool.getConnection().isValid());
-
-        closed.open();
-        EXPECT_TRUE(pool.initDatabase(closed));
-        EXPECT_TRUE(pool.isInit());
-        EXPECT_FALSE(pool.initDatabase(closed));
-        EXPECT_EQ(log.texts(QtCriticalMsg).last(),
-                  "DatabasePool: error on init database. default pool database already init");
-        EXPECT_EQ(log.count(QtCriticalMsg), 3);
+        given.open();
+        EXPECT_TRUE(pool.initDatabase(given));
+        EXPECT_FALSE(pool.initDatabase(given));
     }
-    QSqlDatabase::removeDatabase("closed");
+    const QString problem = "DatabasePool: error on init database. ";
+    EXPECT_EQ(log.texts(QtCriticalMsg),
+              QStringList({problem + "database is not valid", problem + "database is not valid",
+                           problem + "default pool database already init"}));
+    QSqlDatabase::removeDatabase("given");
     EXPECT_TRUE(pool.isInit());
     EXPECT_TRUE(pool.getConnection().isOpen()) << "the template is the pool's own";
 }
@@ -218,9 +192,7 @@ TEST_P(DatabasePoolTest, HandleGivesBackOnlyWhatItGot)
 
     const DatabaseConnection connection(pool);
     early.reset();
-    Timing::instance().idleConnection = -1;
-    QTimerEvent event(1);
-    QCoreApplication::sendEvent(&late, &event);
+    Tests::sweep(late);
     EXPECT_TRUE(connection.isOpen());
 }
 
@@ -253,8 +225,6 @@ TEST_P(SQLiteDatabasePoolTest, HandleWithoutConnectionNeverReachesTheHostsDefaul
         EXPECT_EQ(connection.dbType(), DatabaseType::SQLite);
         QSqlQuery query = connection.query();
         EXPECT_FALSE(query.exec("create table stray (id integer)"));
-        EXPECT_FALSE(query.prepare("create table stray (id integer)"));
-        EXPECT_EQ(ExecQuery(query).exec(), ResultCode::Error);
         Statement statement(connection, "create table stray (id integer)");
         EXPECT_EQ(statement.exec(), ResultCode::Error);
         EXPECT_TRUE(host.tables().isEmpty());
@@ -262,15 +232,15 @@ TEST_P(SQLiteDatabasePoolTest, HandleWithoutConnectionNeverReachesTheHostsDefaul
     QSqlDatabase::removeDatabase(QSqlDatabase::defaultConnection);
 }
 
-void PostgreSqlDatabasePoolTest::loseConnection(bool lostAtPrepare)
+TEST_P(PostgreSqlDatabasePoolTest, LostConnectionIsOpenedAgainAtTheNextHandOut)
 {
-    DatabaseConnection held(m_database.pool());
-    EXPECT_EQ(answer(held), 42); // its statement is in the cache now
-    Statement pid(held, "select pg_backend_pid()");
-    const int lost = selectNumber<int>(pid).value;
-    m_database.sql(QString("select pg_terminate_backend(%1)").arg(lost));
-    {
-        const Tests::LogCapture log;
+    for (const bool lostAtPrepare : {false, true}) {
+        DatabaseConnection held(m_database.pool());
+        EXPECT_EQ(answer(held), 42); // its statement is in the cache now
+        Statement pid(held, "select pg_backend_pid()");
+        const int lost = selectNumber<int>(pid).value;
+        m_database.sql(QString("select pg_terminate_backend(%1)").arg(lost));
+        Tests::LogCapture log;
         if (lostAtPrepare) {
             Statement statement(held, "select 'not in the cache'");
             EXPECT_EQ(statement.exec(), ResultCode::Error);
@@ -280,22 +250,16 @@ void PostgreSqlDatabasePoolTest::loseConnection(bool lostAtPrepare)
         }
         EXPECT_FALSE(held.isOpen());
         EXPECT_EQ(answer(held), -ResultCode::Error);
+
+        log.clear();
+        const DatabaseConnection next(m_database.pool());
+        EXPECT_EQ(answer(next), 42);
+        EXPECT_EQ(answer(held), 42) << "it is the same connection";
+        Statement newPid(next, "select pg_backend_pid()");
+        EXPECT_NE(selectNumber<int>(newPid).value, lost);
+        EXPECT_EQ(log.complaints(), "");
+        EXPECT_EQ(connections(), 1);
     }
-
-    const Tests::LogCapture log;
-    const DatabaseConnection next(m_database.pool());
-    EXPECT_EQ(answer(next), 42);
-    EXPECT_EQ(answer(held), 42) << "it is the same connection";
-    Statement newPid(next, "select pg_backend_pid()");
-    EXPECT_NE(selectNumber<int>(newPid).value, lost);
-    EXPECT_EQ(log.complaints(), "");
-    EXPECT_EQ(connections(), 1);
-}
-
-TEST_P(PostgreSqlDatabasePoolTest, LostConnectionIsOpenedAgainAtTheNextHandOut)
-{
-    loseConnection(false);
-    loseConnection(true);
 }
 
 } // namespace

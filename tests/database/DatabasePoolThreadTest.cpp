@@ -5,8 +5,7 @@
 #include <tests/support/ShortWaits.h>
 #include <tests/support/TestDatabase.h>
 
-#include <QCoreApplication>
-#include <QTimerEvent>
+#include <QRegularExpression>
 
 #include <atomic>
 #include <thread>
@@ -23,13 +22,6 @@ protected:
     {
         m_database.sql("create table t (id integer primary key, thread integer)");
         Timing::instance().retryUnit = 50;
-        Timing::instance().idleConnection = -1;
-    }
-
-    void sweep()
-    {
-        QTimerEvent event(1);
-        QCoreApplication::sendEvent(m_database.pool(), &event);
     }
 
     /// What a thread of a host does: handles that overlap, a cached statement, one that is still on its row, a write.
@@ -79,7 +71,7 @@ TEST_P(DatabasePoolThreadTest, ChurnUnderSweepsLosesNothingAndClosesEverything)
         }
         // Every other wave is left alone, so that the next one's threads find connections of threads that are gone.
         while (working > 0 && wave % 2 == 0) {
-            sweep();
+            Tests::sweep(*m_database.pool());
             std::this_thread::sleep_for(std::chrono::milliseconds(2));
         }
         for (std::thread &thread : threads)
@@ -90,10 +82,14 @@ TEST_P(DatabasePoolThreadTest, ChurnUnderSweepsLosesNothingAndClosesEverything)
     EXPECT_EQ(m_database.value("select count(*) from t").toInt(), Waves * Threads * Rounds);
 
     // A use that was lost would keep its connection.
-    sweep();
+    Tests::sweep(*m_database.pool());
     EXPECT_EQ(QSqlDatabase::connectionNames().size(), before);
-    EXPECT_FALSE(log.mentions("still in use"));
-    EXPECT_FALSE(log.mentions("Unable to free statement"));
+    EXPECT_FALSE(log.mentions("still in use") || log.mentions("Unable to free statement"));
+    const QStringList opened = log.texts(QtDebugMsg, "add new db connection");
+    const QRegularExpression whole(
+        "^DatabasePool: add new db connection \\( \\{[\\w-]{36}\\} \\), current connection count: \\d+$");
+    EXPECT_GE(opened.size(), Threads);
+    EXPECT_EQ(opened.filter(whole).size(), opened.size());
 }
 
 } // namespace

@@ -12,34 +12,19 @@ QDateTime byQt(const char *text)
     return date;
 }
 
-TEST(MomentTest, ReadsWhatTheDriverWritesAsQtDoes)
+TEST(MomentTest, ReadsEveryFormAsQtDoes)
 {
     for (const char *text : {"2024-03-10T02:30:00.750Z", "0001-01-01T00:00:00.000Z", "9999-12-31T23:59:59.999Z",
-                             "2024-02-29T12:00:00.001Z"}) {
-        const QDateTime date = Moment::fromStored(QString(QLatin1String(text)));
-        ASSERT_TRUE(date.isValid()) << text;
+                             "2024-02-29T12:00:00.001Z", "2024-03-10T02:30:00Z", "2024-03-10 02:30:00.750",
+                             "2024-03-10", "2024-03-10T24:00:00.000Z", "2024-02-30T12:00:00.000Z",
+                             "2024-03-10T25:00:00.000Z", "2024-03-1xT02:30:00.750Z", "-123-03-10T02:30:00.750Z",
+                             "2024-03-10T02:30:00,750Z", "2024-03-10T02:30:00.7500", "", "none"}) {
+        const QDateTime date = Moment::fromStored(QString(text));
         EXPECT_EQ(date, byQt(text)) << text;
-        EXPECT_EQ(date.timeSpec(), Qt::UTC) << text;
-        EXPECT_EQ(date.toString(Qt::ISODateWithMs), QLatin1String(text));
+        EXPECT_TRUE(!date.isValid() || date.timeSpec() == Qt::UTC) << text;
     }
-}
-
-TEST(MomentTest, LeavesOtherFormsToQt)
-{
-    for (const char *text :
-         {"2024-03-10T02:30:00Z", "2024-03-10 02:30:00.750", "2024-03-10", "2024-03-10T24:00:00.000Z",
-          "2024-02-30T12:00:00.000Z", "2024-03-10T25:00:00.000Z", "2024-03-1xT02:30:00.750Z",
-          "-123-03-10T02:30:00.750Z", "2024-03-10T02:30:00,750Z", "2024-03-10T02:30:00.7500", "", "none"}) {
-        const QDateTime expected = byQt(text);
-        const QDateTime date = Moment::fromStored(QString(QLatin1String(text)));
-        EXPECT_EQ(date.isValid(), expected.isValid()) << text;
-        if (expected.isValid()) {
-            EXPECT_EQ(date, expected) << text;
-        }
-    }
-    EXPECT_FALSE(Moment::fromStored(QVariant(QString())).isValid());
-    EXPECT_EQ(Moment::fromStored(QDateTime(QDate(2024, 1, 1), QTime(1, 2), Qt::UTC)),
-              QDateTime(QDate(2024, 1, 1), QTime(1, 2), Qt::UTC));
+    const QDateTime date(QDate(2024, 1, 1), QTime(1, 2), Qt::UTC);
+    EXPECT_EQ(Moment::fromStored(date), date);
 }
 
 } // namespace

@@ -78,58 +78,49 @@ TEST_P(StatementDeathTest, RefusesPlaceholdersThatAreNotBoundExactly)
     EXPECT_EQ(log.count(QtCriticalMsg, "no such placeholder: :siez"), 1);
     EXPECT_EQ(unbound(), ResultCode::Error);
     EXPECT_EQ(log.count(QtCriticalMsg, "update t set name = :name where id = :id"), 1);
-    EXPECT_EQ(log.records().size(), 2);
 #else
     EXPECT_DEATH(misspelt(), "siez");
     EXPECT_DEATH(unbound(), "not bound");
 #endif
-    EXPECT_EQ(m_database.sql("select name from t"), QVector<QVariantList>{{"row 1"}});
+    EXPECT_EQ(m_database.rows("select name from t"), QStringList("row 1"));
 }
 
 TEST_P(StatementTest, RefusesValuesThatNoColumnHolds)
 {
     const quint64 tooMuch = quint64(1) << 63;
-    for (const Row &row : {Row{0, "size", tooMuch, {}}, Row{0, "size", ~quint64(0), {}},
-                           Row{0, "date", 0, QDateTime(QDate(10000, 1, 1), QTime(0, 0), Qt::UTC)}}) {
+    for (const Row &row : {Row{7, "size", tooMuch, {}}, Row{7, "size", ~quint64(0), {}},
+                           Row{7, "date", 0, QDateTime(QDate(10000, 1, 1), QTime(0, 0), Qt::UTC)}}) {
         Row tried = row;
         const Tests::LogCapture log;
         EXPECT_EQ(insert(tried), ResultCode::BadData);
-        EXPECT_EQ(tried.id, 0U);
-        EXPECT_EQ(log.count(QtWarningMsg), 0);
-        EXPECT_EQ(log.count(QtCriticalMsg, "value out of range for :" + row.name), 1);
+        EXPECT_EQ(tried.id, 7U) << "the key stays as it was";
+        EXPECT_EQ(log.complaints(), log.texts(QtCriticalMsg, "value out of range for :" + row.name).join(""));
     }
-    EXPECT_EQ(m_database.value("select count(*) from t").toInt(), 0);
-
     Row row{0, "most", tooMuch - 1, {}};
     EXPECT_EQ(insert(row), ResultCode::Ok) << "the statement refused before is as good as new";
-    EXPECT_EQ(row.id, m_database.value("select id from t where size = 9223372036854775807").toULongLong());
+    EXPECT_EQ(m_database.rows("select id, size from t"), QStringList(QString("%1|%2").arg(row.id).arg(row.size)));
 
     Row other = row;
     EXPECT_EQ(insert(other), isSQLite() ? ResultCode::Constraint : ResultCode::RetriesExhausted);
-    EXPECT_EQ(other.id, row.id) << "the key stays as it was";
+    EXPECT_EQ(other.id, row.id);
 }
 
 TEST_P(StatementTest, FoundNothingThereAndFailedLookDifferent)
 {
     fill(3);
     DatabaseConnection connection(m_database.pool());
+    const int failure = isSQLite() ? ResultCode::Error : ResultCode::RetriesExhausted;
     const auto first = [&connection](const char *text) {
         Statement statement(connection, text);
         return selectFirst<Row>(statement, Row::Table);
     };
-    const auto found = first("select name, id, 5 as size, 'x' as unknown from t order by id desc");
-    ASSERT_TRUE(found.pointer);
-    EXPECT_EQ(found.pointer->name, "row 3");
-    EXPECT_EQ(found.pointer->size, 5U);
-    EXPECT_FALSE(found.pointer->date.isValid());
+    const auto found = first("select name, id, 5 as size, 'x' as unknown from t order by id desc").pointer;
+    ASSERT_TRUE(found);
+    EXPECT_TRUE(found->name == "row 3" && found->size == 5 && !found->date.isValid());
     const auto none = first("select name from t where id = 4");
-    EXPECT_FALSE(none.pointer);
-    EXPECT_EQ(none.error, ResultCode::Ok);
-
-    const int failure = isSQLite() ? ResultCode::Error : ResultCode::RetriesExhausted;
+    EXPECT_TRUE(!none.pointer && none.error == ResultCode::Ok);
     const auto failed = first("select name from nowhere");
-    EXPECT_FALSE(failed.pointer);
-    EXPECT_EQ(failed.error, failure);
+    EXPECT_TRUE(!failed.pointer && failed.error == failure);
 
     Row untouched{7, "seven", 77, {}};
     Statement miss(connection, "select id, name, size from t where id = 4");
@@ -157,16 +148,12 @@ TEST_P(StatementTest, FirstOfColumnsWithOneNameIsRead)
         "select a.id, a.name, b.id, b.name, b.size as \"SIZE\" from t a, t b where a.id = 1 and b.id = 2";
     Statement statement(connection, text);
     const auto row = selectFirst<Row>(statement, Row::Table).pointer;
-    ASSERT_TRUE(row);
-    EXPECT_EQ(row->id, 1U);
-    EXPECT_EQ(row->name, "row 1");
-    EXPECT_EQ(row->size, 2U);
-
     QSqlQuery query = connection.query();
-    ASSERT_TRUE(query.exec(text));
+    ASSERT_TRUE(row && query.exec(text));
     Row sameRow;
     EXPECT_TRUE(initRecord(sameRow, query, Row::Table));
-    EXPECT_EQ(sameRow.name, row->name);
+    for (const Row &read : {*row, sameRow})
+        EXPECT_TRUE(read.id == 1 && read.name == "row 1" && read.size == 2);
     EXPECT_FALSE(initRecord(sameRow, query, Row::Table));
 }
 
@@ -241,8 +228,7 @@ TEST_P(SQLiteStatementTest, CacheDropsTheLongestUnused)
 {
     StatementCache cache;
     const QSqlQuery query(m_database.pool()->getConnection());
-    const auto use = [&](int number) {
-        const QString text = QString("select %1").arg(number);
+    const auto use = [&](const QString &text) {
         auto statement = cache.take(text);
         const bool found = statement != nullptr;
         if (!found)
@@ -252,18 +238,27 @@ TEST_P(SQLiteStatementTest, CacheDropsTheLongestUnused)
         cache.give(std::move(statement));
         return found;
     };
+    const auto select = [](int number) { return QString("select %1").arg(number); };
     for (int number = 0; number < StatementCache::Capacity; ++number)
-        EXPECT_FALSE(use(number));
-    EXPECT_TRUE(use(0));
-    EXPECT_FALSE(use(-1));
+        EXPECT_FALSE(use(select(number)));
+    EXPECT_TRUE(use(select(0)));
+    EXPECT_FALSE(use(select(-1)));
     EXPECT_EQ(cache.size(), StatementCache::Capacity);
-    EXPECT_TRUE(use(0));
-    EXPECT_FALSE(use(1)) << "it was the longest unused";
-    EXPECT_TRUE(use(3));
+    EXPECT_TRUE(use(select(0)));
+    EXPECT_FALSE(use(select(1))) << "it was the longest unused";
 
-    auto inUse = cache.take("select 3");
+    // What a browser asks for page by page, and a walk of its restore points, are new texts each time.
+    const QString walk = "select id from folders where +restore_point_id in (%1)";
+    for (int number = 0; number < 3 * StatementCache::Capacity; ++number) {
+        use(walk.arg(number));
+        use(QString("select id from folders group by local_path limit 50 offset %1").arg(number * 50));
+    }
+    EXPECT_TRUE(use(select(3))) << "they push only each other out";
+    use(walk.arg(0));
+    EXPECT_TRUE(use(walk.arg(0)));
+
+    auto inUse = cache.take(select(3));
     cache.clear();
-    EXPECT_EQ(cache.size(), 0);
     cache.give(std::move(inUse));
     EXPECT_EQ(cache.size(), 0) << "it was prepared before";
     m_database.pool()->removeConnection();

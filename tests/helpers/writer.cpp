@@ -2,11 +2,11 @@
 // folders that every writer uses, in transactions of BATCH (1: none), and prints each path once it is permanent.
 
 #include <repository/catalog/CloudFileVersion.h>
+#include <repository/database/Database.h>
 #include <repository/database/DatabaseTransaction.h>
 #include <repository/database/ResultCode.h>
 
 #include <QCoreApplication>
-#include <QSqlDatabase>
 #include <QStringList>
 
 #include <cstdio>
@@ -15,14 +15,6 @@
 namespace {
 
 using namespace Tolm::SQL;
-
-bool openPool(const QString &file)
-{
-    QSqlDatabase database = QSqlDatabase::addDatabase("QSQLITE", "template");
-    database.setConnectOptions("QSQLITE_BUSY_TIMEOUT=30000");
-    database.setDatabaseName(file);
-    return database.open() && DatabasePool::defaultPool()->initDatabase(database);
-}
 
 bool record(const QString &path, DatabaseConnection &connection)
 {
@@ -44,7 +36,7 @@ int main(int argc, char **argv)
 {
     const QCoreApplication application(argc, argv);
     const QStringList arguments = QCoreApplication::arguments();
-    if (arguments.size() != 5 || !openPool(arguments[1]))
+    if (arguments.size() != 5 || !Database::initSQLite(arguments[1]))
         return 2;
     const int count = arguments[3].toInt();
     const int batch = arguments[4].toInt();

@@ -4,10 +4,8 @@
 
 #include <QByteArray>
 #include <QMap>
-#include <QString>
-#include <QStringList>
 #include <QTemporaryDir>
-#include <QVariant>
+#include <QVector>
 
 #include <memory>
 
@@ -16,29 +14,35 @@ namespace Tolm::Tests {
 /// A configuration root of its own, and child programs that bring the catalogue in it up. Gone with the object.
 class CatalogueFolder {
 public:
-    explicit CatalogueFolder(const QString &bringUpProgram);
-
     /// The path of `name` in the folder.
     QString path(const QString &name) const { return m_folder.filePath(name); }
 
     /// The SQLite file of a catalogue whose location is not configured.
-    QString file() const { return path(QStringLiteral("tolmvault.db")); }
+    QString file() const { return path("tolmvault.db"); }
 
     /// Writes `location` into the settings.
-    void configure(const QString &location) const;
+    void configure(const QString &location) const
+    {
+        write(path("settings.conf"), "DB_location = " + location.toUtf8() + '\n');
+    }
 
     /// Starts a child that carries `commands` out.
-    std::unique_ptr<ChildProgram> start(const QStringList &commands) const;
+    std::unique_ptr<ChildProgram> start(const QStringList &commands) const
+    {
+        return std::make_unique<ChildProgram>("bringup", commands, m_folder.path());
+    }
 
     /// Runs such a child to its end. \return what it said, a line for each command and log record.
     QStringList run(const QStringList &commands) const { return start(commands)->finish(); }
 
+    /// Runs such a child. \return only its answers to the commands, joined by blanks.
+    QString answers(const QStringList &commands) const { return answersIn(run(commands)); }
+
+    /// The lines of `said` that answer a command, joined by blanks.
+    static QString answersIn(const QStringList &said);
+
     /// Starts `count` such children, lets them do everything from their "wait" on at once, and returns what each said.
     QVector<QStringList> runTogether(int count, const QStringList &commands) const;
-
-    /// Runs `statements` on the SQLite file `path`, in this process, and closes it. \return the first value of the
-    /// last.
-    static QVariant sql(const QString &path, const QStringList &statements);
 
     static QByteArray read(const QString &path);
     static void write(const QString &path, const QByteArray &content);
@@ -48,7 +52,6 @@ public:
     QMap<QString, QByteArray> snapshot() const { return snapshot(m_folder.path()); }
 
 private:
-    QString m_program;
     QTemporaryDir m_folder;
 };
 

@@ -1,5 +1,6 @@
 #include <tests/support/ChildProgram.h>
 
+#include <QCoreApplication>
 #include <QElapsedTimer>
 
 namespace Tolm::Tests {
@@ -10,30 +11,37 @@ constexpr int Patience = 120000;
 
 } // namespace
 
-ChildProgram::ChildProgram(const QString &program, const QStringList &arguments, const QProcessEnvironment &environment)
+ChildProgram::ChildProgram(const QString &helper, const QStringList &arguments, const QString &configurationRoot)
 {
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    if (!configurationRoot.isEmpty())
+        environment.insert("TOLM_CONFIG_ROOT", configurationRoot);
     m_process.setProcessEnvironment(environment);
     m_process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    m_process.start(program, arguments);
+    m_process.start(QCoreApplication::applicationDirPath() + "/helpers/" + helper, arguments);
     m_process.waitForStarted(Patience);
 }
 
-ChildProgram::~ChildProgram()
+template <class Condition>
+bool ChildProgram::waitUntil(Condition isMet)
 {
-    kill();
+    QElapsedTimer waited;
+    waited.start();
+    while (!isMet()) {
+        if (waited.elapsed() > Patience || !m_process.waitForReadyRead(Patience))
+            return false;
+    }
+    return true;
 }
 
 bool ChildProgram::waitFor(const QString &line)
 {
-    QElapsedTimer waited;
-    waited.start();
-    read();
-    while (!m_lines.contains(line)) {
-        if (waited.elapsed() > Patience || !m_process.waitForReadyRead(Patience))
-            return false;
-        read();
-    }
-    return true;
+    return waitUntil([&] { return lines().contains(line); });
+}
+
+bool ChildProgram::waitForLines(int count)
+{
+    return waitUntil([&] { return lines().size() >= count; });
 }
 
 void ChildProgram::proceed()
@@ -50,25 +58,22 @@ void ChildProgram::kill()
     m_process.waitForFinished(Patience);
 }
 
+QStringList ChildProgram::lines()
+{
+    m_output += m_process.readAllStandardOutput();
+    const int end = m_output.lastIndexOf('\n');
+    return end < 0 ? QStringList() : QString::fromUtf8(m_output.left(end)).split('\n');
+}
+
 QStringList ChildProgram::finish()
 {
     if (m_process.state() != QProcess::NotRunning && !m_process.waitForFinished(Patience)) {
         kill();
-        m_lines.append(QStringLiteral("killed: it took too long"));
+        return lines() + QStringList("killed: it took too long");
     }
-    read();
-    if (m_process.exitStatus() != QProcess::NormalExit || m_process.exitCode() != 0)
-        m_lines.append(QStringLiteral("ended with %1: %2").arg(m_process.exitCode()).arg(m_process.errorString()));
-    return m_lines;
-}
-
-void ChildProgram::read()
-{
-    m_unfinished += m_process.readAllStandardOutput();
-    for (int end = m_unfinished.indexOf('\n'); end >= 0; end = m_unfinished.indexOf('\n')) {
-        m_lines.append(QString::fromUtf8(m_unfinished.left(end)));
-        m_unfinished.remove(0, end + 1);
-    }
+    if (m_process.exitStatus() == QProcess::NormalExit && m_process.exitCode() == 0)
+        return lines();
+    return lines() + QStringList(QString("ended with %1: %2").arg(m_process.exitCode()).arg(m_process.errorString()));
 }
 
 } // namespace Tolm::Tests

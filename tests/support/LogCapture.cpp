@@ -26,25 +26,22 @@ LogCapture::~LogCapture()
 void LogCapture::receive(QtMsgType type, const QMessageLogContext &context, const QString &text)
 {
     const std::lock_guard lock(current->m_mutex);
-    current->m_records.append({type, QString::fromLatin1(context.category), text});
+    if (qstrcmp(context.category, "SQL") == 0)
+        current->m_records.append({type, text});
+    else
+        current->m_others.append(text);
 }
 
 QVector<LogRecord> LogCapture::records() const
 {
     const std::lock_guard lock(m_mutex);
-    QVector<LogRecord> records;
-    for (const LogRecord &record : m_records) {
-        if (record.category == QLatin1String("SQL"))
-            records.append(record);
-    }
-    return records;
+    return m_records;
 }
 
 QStringList LogCapture::texts(QtMsgType type, const QString &part) const
 {
     QStringList texts;
-    const QVector<LogRecord> all = records();
-    for (const LogRecord &record : all) {
+    for (const LogRecord &record : records()) {
         if (record.type == type && record.text.contains(part))
             texts.append(record.text);
     }
@@ -54,19 +51,20 @@ QStringList LogCapture::texts(QtMsgType type, const QString &part) const
 bool LogCapture::mentions(const QString &part) const
 {
     const std::lock_guard lock(m_mutex);
-    return std::any_of(m_records.begin(), m_records.end(),
-                       [&part](const LogRecord &record) { return record.text.contains(part); });
+    const auto contains = [&part](const LogRecord &record) { return record.text.contains(part); };
+    return !m_others.filter(part).isEmpty() || std::any_of(m_records.begin(), m_records.end(), contains);
 }
 
 QString LogCapture::complaints() const
 {
-    return (texts(QtWarningMsg) + texts(QtCriticalMsg)).join(QLatin1Char('\n'));
+    return (texts(QtWarningMsg) + texts(QtCriticalMsg)).join('\n');
 }
 
 void LogCapture::clear()
 {
     const std::lock_guard lock(m_mutex);
     m_records.clear();
+    m_others.clear();
 }
 
 } // namespace Tolm::Tests

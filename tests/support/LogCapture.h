@@ -10,7 +10,6 @@ namespace Tolm::Tests {
 
 struct LogRecord {
     QtMsgType type;
-    QString category;
     QString text;
 };
 
@@ -41,6 +40,7 @@ private:
 
     mutable std::mutex m_mutex; // one that the race detector sees
     QVector<LogRecord> m_records;
+    QStringList m_others;
     QtMessageHandler m_previous;
 };
 

@@ -1,11 +1,12 @@
+#include <repository/database/DatabaseLocation_p.h>
+#include <repository/database/Timing_p.h>
+
+#include <tests/support/OwnConnection.h>
 #include <tests/support/TestDatabase.h>
 
 #include <QCoreApplication>
 #include <QFile>
-#include <QSqlError>
-#include <QSqlQuery>
-#include <QSqlRecord>
-#include <QUuid>
+#include <QTimerEvent>
 
 #include <algorithm>
 
@@ -13,36 +14,20 @@ namespace Tolm::Tests {
 
 namespace {
 
-struct Server {
-    QString host;
-    int port = 0;
-};
-
-// The test script writes where its server listens, in the form that "DB_location" takes.
-Server server()
+// The test script writes where its server listens, as "DB_location" takes it.
+QString server()
 {
     QFile file(qEnvironmentVariable("TOLM_TEST_POSTGRES"));
-    if (!file.open(QIODevice::ReadOnly))
-        return {};
-    Server server;
-    const QStringList items = QString::fromUtf8(file.readAll()).trimmed().split(QLatin1Char(';'));
-    for (const QString &item : items) {
-        const QString value = item.section(QLatin1Char(':'), -1).trimmed();
-        if (item.startsWith(QLatin1String("host")))
-            server.host = value;
-        else if (item.startsWith(QLatin1String("port")))
-            server.port = value.toInt();
-    }
-    return server;
+    return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()).trimmed() : QString();
 }
 
 QSqlDatabase openPostgreSql(const QString &connectionName, const QString &databaseName)
 {
-    const Server postgres = server();
-    QSqlDatabase database = QSqlDatabase::addDatabase(QStringLiteral("QPSQL"), connectionName);
-    database.setHostName(postgres.host);
-    database.setPort(postgres.port);
-    database.setUserName(QStringLiteral("tolm"));
+    const auto location = SQL::PostgreSqlLocation::parse(server());
+    QSqlDatabase database = QSqlDatabase::addDatabase("QPSQL", connectionName);
+    database.setHostName(location.host);
+    database.setPort(location.port);
+    database.setUserName(location.user);
     database.setDatabaseName(databaseName);
     database.setNumericalPrecisionPolicy(QSql::HighPrecision);
     EXPECT_TRUE(database.open()) << qPrintable(database.lastError().text());
@@ -51,18 +36,14 @@ QSqlDatabase openPostgreSql(const QString &connectionName, const QString &databa
 
 void runOnServer(const QString &text)
 {
-    const QString name = QUuid::createUuid().toString();
-    {
-        QSqlQuery query(openPostgreSql(name, QStringLiteral("postgres")));
-        EXPECT_TRUE(query.exec(text)) << qPrintable(query.lastError().text());
-    }
-    QSqlDatabase::removeDatabase(name);
+    rowsOf(QSqlQuery(openPostgreSql("server", "postgres")), text);
+    QSqlDatabase::removeDatabase("server");
 }
 
 QString newDatabaseName()
 {
     static int count = 0;
-    return QStringLiteral("tolm_%1_%2").arg(QCoreApplication::applicationPid()).arg(++count);
+    return QString("tolm_%1_%2").arg(QCoreApplication::applicationPid()).arg(++count);
 }
 
 } // namespace
@@ -70,7 +51,7 @@ QString newDatabaseName()
 std::vector<SQL::DatabaseType> backends()
 {
     std::vector<SQL::DatabaseType> types{SQL::DatabaseType::SQLite};
-    if (!server().host.isEmpty())
+    if (!server().isEmpty())
         types.push_back(SQL::DatabaseType::PostgreSQL);
     return types;
 }
@@ -87,16 +68,23 @@ std::string backendName(const testing::TestParamInfo<SQL::DatabaseType> &info)
     return info.param == SQL::DatabaseType::SQLite ? "SQLite" : "PostgreSQL";
 }
 
+void sweep(SQL::DatabasePool &pool, int idle)
+{
+    SQL::Timing::instance().idleConnection = idle;
+    QTimerEvent event(1);
+    QCoreApplication::sendEvent(&pool, &event);
+}
+
 TestDatabase::TestDatabase(SQL::DatabaseType type)
     : m_type(type)
-    , m_file(m_folder.filePath(QStringLiteral("catalogue.db")))
+    , m_file(m_folder.filePath("catalogue.db"))
     , m_databaseName(newDatabaseName())
     , m_ownConnection(QUuid::createUuid().toString())
+    , m_pool(new SQL::DatabasePool)
 {
     if (!isSQLite())
-        runOnServer(QStringLiteral("create database %1 template template0").arg(m_databaseName));
-    open(m_ownConnection);
-    reopen();
+        runOnServer(QString("create database %1 template template0").arg(m_databaseName));
+    EXPECT_TRUE(m_pool->initDatabase(open(m_ownConnection)));
 }
 
 TestDatabase::~TestDatabase()
@@ -104,36 +92,29 @@ TestDatabase::~TestDatabase()
     delete m_pool;
     QSqlDatabase::removeDatabase(m_ownConnection);
     if (!isSQLite())
-        runOnServer(QStringLiteral("drop database %1 with (force)").arg(m_databaseName));
+        runOnServer(QString("drop database %1 with (force)").arg(m_databaseName));
 }
 
 QString TestDatabase::location() const
 {
-    if (isSQLite())
-        return m_file;
-    const Server postgres = server();
-    return QStringLiteral("PGSQL;host:%1;port:%2;user:tolm;database:%3")
-        .arg(postgres.host, QString::number(postgres.port), m_databaseName);
-}
-
-void TestDatabase::reopen()
-{
-    delete m_pool;
-    m_pool = new SQL::DatabasePool;
-    EXPECT_TRUE(m_pool->initDatabase(QSqlDatabase::database(m_ownConnection)));
+    return isSQLite() ? m_file : server().replace("database:postgres", "database:" + m_databaseName);
 }
 
 QSqlDatabase TestDatabase::open(const QString &name) const
 {
     if (!isSQLite())
         return openPostgreSql(name, m_databaseName);
-    QSqlDatabase database = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), name);
-    database.setConnectOptions(QStringLiteral("QSQLITE_BUSY_TIMEOUT=2000"));
+    QSqlDatabase database = QSqlDatabase::addDatabase("QSQLITE", name);
+    database.setConnectOptions("QSQLITE_BUSY_TIMEOUT=2000");
     database.setDatabaseName(m_file);
     EXPECT_TRUE(database.open());
-    QSqlQuery wal(database);
-    EXPECT_TRUE(wal.exec(QStringLiteral("PRAGMA journal_mode=WAL")));
+    rowsOf(QSqlQuery(database), "PRAGMA journal_mode=WAL");
     return database;
+}
+
+QStringList TestDatabase::rows(const QString &text)
+{
+    return rowsOf(QSqlQuery(QSqlDatabase::database(m_ownConnection)), text);
 }
 
 QVector<QVariantList> TestDatabase::sql(const QString &text)
@@ -152,8 +133,7 @@ QVector<QVariantList> TestDatabase::sql(const QString &text)
 
 QVariant TestDatabase::value(const QString &text)
 {
-    const QVector<QVariantList> rows = sql(text);
-    return rows.isEmpty() ? QVariant() : rows.first().first();
+    return sql(text).value(0).value(0);
 }
 
 } // namespace Tolm::Tests

@@ -24,6 +24,9 @@ std::vector<SQL::DatabaseType> backend(SQL::DatabaseType type);
 /// For INSTANTIATE_TEST_SUITE_P.
 std::string backendName(const testing::TestParamInfo<SQL::DatabaseType> &info);
 
+/// Lets the pool look for idle connections: those that nobody has held for more than `idle` milliseconds.
+void sweep(SQL::DatabasePool &pool, int idle = -1);
+
 /// One new, empty database of its own (a file in a temporary folder, or a database of the throw-away server), with a
 /// pool on it. Gone with the object.
 class TestDatabase {
@@ -47,11 +50,11 @@ public:
     /// Runs `text` on a connection of the test's own, beside the library, expecting it to succeed. \return its rows.
     QVector<QVariantList> sql(const QString &text);
 
+    /// As sql(), the values of each row as texts joined by "|".
+    QStringList rows(const QString &text);
+
     /// The first value of the first row of `text`.
     QVariant value(const QString &text);
-
-    /// Closes the pool, makes another one on the same database.
-    void reopen();
 
     /// A newly opened connection of the test's own, under `name`; the caller removes it.
     QSqlDatabase open(const QString &name) const;
