@@ -1,9 +1,8 @@
 #include <repository/database/DatabaseTransaction.h>
 
 #include <tests/generation/GenerationTest.h>
+#include <tests/support/ChildProgram.h>
 #include <tests/support/FullDisk.h>
-
-#include <QProcess>
 
 #include <algorithm>
 #include <memory>
@@ -26,25 +25,21 @@ TEST_F(BlockIdThreadTest, GivesEachIdOnceToThreadsAndProcesses)
     constexpr int Processes = 2;
     constexpr int Draws = 100;
 
-    std::vector<std::unique_ptr<QProcess>> processes;
-    for (int process = 0; process < Processes; ++process) {
-        processes.push_back(std::make_unique<QProcess>());
-        processes.back()->start(TOLM_TEST_HELPER_DIR "/generationWorker", {m_path, QString::number(Draws)});
-    }
-
+    std::vector<std::unique_ptr<Tests::ChildProgram>> processes;
+    for (int process = 0; process < Processes; ++process)
+        processes.push_back(
+            std::make_unique<Tests::ChildProgram>("generationWorker", QStringList{m_path, QString::number(Draws)}));
     std::mutex mutex;
     std::vector<long long> ids;
     const auto draw = [&](bool ownAttachment) {
         const auto generation = ownAttachment ? AttachDatabase::attach(m_path, m_marker) : m_generation;
         DatabaseConnection connection(generation->attachedDatabasePool());
-        std::vector<long long> drawn(Draws);
-        for (long long &id : drawn) {
-            id = BlockIdGenerator::next({}, connection);
-            if (PartsBlocks(id, 1, QByteArray::number(id)).insert({}, connection) != ResultCode::Ok)
-                id = -1;
+        for (int drawn = 0; drawn < Draws; ++drawn) {
+            const long long id = BlockIdGenerator::next({}, connection);
+            EXPECT_EQ(PartsBlocks(id, 1, QByteArray::number(id)).insert({}, connection), ResultCode::Ok);
+            const std::lock_guard lock(mutex);
+            ids.push_back(id);
         }
-        const std::lock_guard lock(mutex);
-        ids.insert(ids.end(), drawn.begin(), drawn.end());
     };
     std::vector<std::thread> threads;
     for (int thread = 0; thread < Threads; ++thread)
@@ -52,10 +47,8 @@ TEST_F(BlockIdThreadTest, GivesEachIdOnceToThreadsAndProcesses)
     for (std::thread &thread : threads)
         thread.join();
     for (const auto &process : processes) {
-        ASSERT_TRUE(process->waitForFinished(120000));
-        EXPECT_EQ(process->exitCode(), 0) << process->readAllStandardError().constData();
-        const QList<QByteArray> lines = process->readAllStandardOutput().trimmed().split('\n');
-        for (const QByteArray &line : lines)
+        const QStringList lines = process->finish();
+        for (const QString &line : lines)
             ids.push_back(line.toLongLong());
     }
 

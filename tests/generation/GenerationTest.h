@@ -13,30 +13,14 @@
 #include <repository/generation/StorageFiles.h>
 
 #include <tests/support/LogCapture.h>
+#include <tests/support/OwnConnection.h>
 
-#include <QSqlError>
-#include <QSqlQuery>
-#include <QSqlRecord>
 #include <QTemporaryDir>
 #include <gmock/gmock.h>
 
 namespace Tolm::Tests {
 
 using Ids = QList<unsigned long long>;
-
-/// Runs `text`, expecting it to succeed. \return its rows, the values of each as texts joined by "|".
-inline QStringList rowsOf(QSqlQuery query, const QString &text)
-{
-    EXPECT_TRUE(query.exec(text)) << qPrintable(text) << ": " << qPrintable(query.lastError().text());
-    QStringList rows;
-    while (query.next()) {
-        QStringList values;
-        for (int column = 0; column < query.record().count(); ++column)
-            values << query.value(column).toString();
-        rows << values.join(QLatin1Char('|'));
-    }
-    return rows;
-}
 
 /// All texts of the schema, in the order in which a new file gets them.
 inline QStringList creationStatements(const QString &schema)
@@ -50,14 +34,22 @@ inline QStringList creationStatements(const QString &schema)
            PartsBlocks::createIndex(schema) + QStringList{BlockIdGenerator::init(schema)};
 }
 
-inline QDateTime onDay(int day, const QTime &time = {})
+inline QDateTime onDay(int day, const QTime &time = QTime(12, 0))
 {
-    return {QDate(2024, 1, 1).addDays(day - 1), time.isValid() ? time : QTime(12, 0), Qt::UTC};
+    return {QDate(2024, 1, 1).addDays(day - 1), time, Qt::UTC};
 }
 
 inline QString parentOf(const QString &path)
 {
-    return path.lastIndexOf(QLatin1Char('/')) > 0 ? path.section(QLatin1Char('/'), 0, -2) : QStringLiteral("/");
+    return path.lastIndexOf('/') > 0 ? path.section('/', 0, -2) : "/";
+}
+
+/// What a question that worked was answered.
+template <class Value>
+Value good(const SQL::ResultValue<Value> &result)
+{
+    EXPECT_EQ(result.error, SQL::ResultCode::Ok);
+    return result.value;
 }
 
 /// \name New rows, whose ids they return
@@ -75,7 +67,7 @@ inline quint64 addFolder(SQL::DatabaseConnection &connection, const QString &pat
                          quint64 restorePointId, bool deleted = false)
 {
     SQL::Generation::Folders folder;
-    folder.setDisplayName(path.section(QLatin1Char('/'), -1));
+    folder.setDisplayName(path.section('/', -1));
     folder.setLocalPath(path);
     folder.setParentId(parentId);
     folder.setRestorePointId(restorePointId);
@@ -88,7 +80,7 @@ inline quint64 addFolder(SQL::DatabaseConnection &connection, const QString &pat
 inline quint64 addFile(SQL::DatabaseConnection &connection, const QString &path, quint64 folderId, bool deleted = false)
 {
     SQL::Generation::Files file;
-    file.setDisplayName(path.section(QLatin1Char('/'), -1));
+    file.setDisplayName(path.section('/', -1));
     file.setLocalPath(path);
     file.setDateModificationUtc(onDay(1));
     file.setParentId(folderId);
@@ -102,19 +94,22 @@ inline quint64 addFile(SQL::DatabaseConnection &connection, const QString &path,
 /// A suite whose tests have a new, attached generation each.
 class GenerationTest : public testing::Test {
 protected:
-    GenerationTest()
-    {
-        rowsOf(m_connection.query(), "PRAGMA synchronous = OFF"); // the disk is not what is tested
-    }
+    GenerationTest() { sql("PRAGMA synchronous = OFF"); } // the disk is not what is tested
 
     QStringList sql(const QString &text) { return rowsOf(m_connection.query(), text); }
+    void addRestorePoints(int count)
+    {
+        for (int number = 1; number <= count; ++number)
+            addRestorePoint(m_connection, number, onDay(number));
+    }
 
     QTemporaryDir m_folder;
     const QString m_path = m_folder.filePath("generation.db");
     const QUuid m_marker = QUuid::createUuid();
     const QSharedPointer<SQL::Generation::AttachDatabase> m_generation =
         SQL::Generation::AttachDatabase::attach(m_path, m_marker);
-    SQL::DatabaseConnection m_connection{m_generation->attachedDatabasePool()};
+    QPointer<SQL::DatabasePool> &m_pool = m_generation->attachedDatabasePool();
+    SQL::DatabaseConnection m_connection{m_pool};
 };
 
 } // namespace Tolm::Tests

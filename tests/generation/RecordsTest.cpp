@@ -1,12 +1,14 @@
 #include <repository/generation/RestorePointParts.h>
 
 #include <tests/generation/GenerationTest.h>
+#include <tests/support/CatalogueFolder.h>
+#include <tests/support/TestDatabase.h>
 
 #include <QJsonArray>
 #include <QJsonDocument>
 
 #include <limits>
-#include <tuple>
+#include <type_traits>
 
 namespace Tolm::SQL::Generation {
 namespace {
@@ -23,47 +25,78 @@ const QJsonObject Json{{"Ж \U0001F5C4", QString::fromUtf8("a\0b\n\"", 5)},
                        {"list", QJsonArray{1, 2.5, true, QJsonValue()}},
                        {"nested", QJsonObject{{"empty", ""}}}};
 
-// What existing files have.
-const QStringList Schema{
-    "CREATE TABLE %1metadata (product_version TEXT, repository_version TEXT, date_created_utc DATETIME, "
-    "generation_marker TEXT, generation_type INTEGER NOT NULL DEFAULT 0, full_backup_reason INTEGER, "
-    "encryption_algorithm integer, key_size integer, kdf_iterations integer, kdf_salt BLOB, secret_key "
-    "BLOB, compression_algorithm integer, block_size integer, params_hash blob, platform integer);",
-    "CREATE TABLE %1storage_files (id INTEGER PRIMARY KEY ASC, path TEXT, cloud_id TEXT, upload_id TEXT, "
-    "size NUMERIC, broken_type INTEGER, last_modified_date DATETIME)",
-    "CREATE TABLE %1restore_points (id INTEGER PRIMARY KEY ASC, start_date DATETIME NOT NULL, finish_date"
-    " DATETIME, sequence_number INTEGER NOT NULL, is_full INTEGER, toc_id INTEGER, total_bytes INTEGER, "
-    "new_bytes INTEGER, compressed_bytes INTEGER, snapshot_type INTEGER, files_backed_up INTEGER, "
-    "files_deleted INTEGER, folders_backed_up INTEGER, folders_deleted INTEGER, metadata TEXT, plan TEXT,"
-    " blocks_count INTEGER, parts_count INTEGER, sgn_file_name TEXT, session_history_id INTEGER, "
-    "backup_result INTEGER DEFAULT 0, backup_error_list TEXT, consistency_check_result INTEGER DEFAULT 0,"
-    " consistency_check_datetime DATETIME, consistency_check_error_list TEXT, broken_type INTEGER, "
-    "total_files_count INTEGER, total_files_size INTEGER, UNIQUE(sequence_number), FOREIGN KEY(toc_id) "
-    "REFERENCES storage_files(id) ON UPDATE CASCADE ON DELETE SET NULL);",
-    "CREATE TABLE %1folders (id INTEGER PRIMARY KEY ASC, display_name TEXT, parent_id INTEGER DEFAULT 0, "
-    "restore_point_id INTEGER, deleted INTEGER, metadata TEXT, local_path TEXT, UNIQUE (display_name, "
-    "parent_id, restore_point_id), FOREIGN KEY(restore_point_id) REFERENCES restore_points(id) ON UPDATE "
-    "RESTRICT ON DELETE CASCADE)",
-    "CREATE TABLE %1files (id INTEGER PRIMARY KEY ASC, display_name TEXT, local_path TEXT, original_size "
-    "INTEGER NOT NULL, date_modified_utc DATETIME NOT NULL, attributes INTEGER, is_compressed INTEGER, "
-    "parent_id INTEGER NOT NULL, total_size INTEGER not NULL, hash BLOB, map BLOB, deleted INTEGER, "
-    "metadata TEXT, extents_size INTEGER, UNIQUE (display_name, parent_id), FOREIGN KEY(parent_id) "
-    "REFERENCES folders(id) ON UPDATE RESTRICT ON DELETE CASCADE);",
-    "CREATE TABLE %1parts (id INTEGER, restore_point_id INTEGER NOT NULL, UNIQUE(id), FOREIGN "
-    "KEY(restore_point_id) REFERENCES restore_points(id) ON UPDATE CASCADE ON DELETE CASCADE , FOREIGN "
-    "KEY(id) REFERENCES storage_files(id) ON UPDATE CASCADE ON DELETE CASCADE);",
-    "CREATE TABLE %1part_blocks (id integer NOT NULL, part_id INTEGER NOT NULL, address BLOB NOT NULL, "
-    "PRIMARY KEY(id), UNIQUE(address), FOREIGN KEY (part_id) REFERENCES parts(id) ON UPDATE CASCADE ON "
-    "DELETE CASCADE);",
-    "CREATE TABLE %1block_id_generator (id INTEGER PRIMARY KEY AUTOINCREMENT)",
-    "CREATE INDEX IF NOT EXISTS %1archive_folders_parent_id ON folders (parent_id);",
-    "CREATE INDEX IF NOT EXISTS %1archive_folders_archive_id ON folders (restore_point_id);",
-    "CREATE INDEX IF NOT EXISTS %1folders_path ON folders(local_path);",
-    "CREATE INDEX IF NOT EXISTS %1files_parent_id ON files (parent_id);",
-    "CREATE INDEX %1file_path ON files (local_path, display_name);",
-    "CREATE INDEX IF NOT EXISTS %1parts_archive_id ON parts (restore_point_id)",
-    "CREATE INDEX IF NOT EXISTS %1part_blocks_part_id ON part_blocks (part_id);",
-    "insert into %1SQLITE_SEQUENCE (seq, name) values (0, 'block_id_generator')"};
+/// \name A value as the text that is read of its column
+///@{
+template <class Value>
+QString stored(const Value &value)
+{
+    if constexpr (std::is_integral_v<Value> || std::is_enum_v<Value>)
+        return QString::number(static_cast<long long>(value));
+    else
+        return QVariant(value).toString();
+}
+QString stored(const QDateTime &date)
+{
+    return date.toString(Qt::ISODateWithMs);
+}
+QString stored(const QVersionNumber &version)
+{
+    return version.toString();
+}
+QString stored(const QJsonObject &object)
+{
+    return object.isEmpty() ? QString() : QString::fromUtf8(QJsonDocument(object).toJson());
+}
+///@}
+
+/// One row, as the tests read rows.
+template <class... Values>
+QStringList row(const Values &...values)
+{
+    return {QStringList{stored(values)...}.join('|')};
+}
+
+/// \name The row that a record should have in its table
+///@{
+QStringList rowOf(const Metadata &record)
+{
+    return row(record.productVersion(), record.repositoryVersion(), record.dateCreatedUtc(), record.generationMarker(),
+               record.generationType(), record.fullBackupReason(), record.encryptionAlgorithm(), record.keySize(),
+               record.kdfIteration(), record.kdfSalt(), record.secretKey(), record.compressionAlgorithm(),
+               record.blockSize(), record.paramsHash(), record.platform());
+}
+
+QStringList rowOf(const RestorePoints &record)
+{
+    return row(record.id(), record.startDate(), record.finishDate(), record.sequenceNumber(), record.backupType(),
+               record.tocId(), record.totalBytes(), record.newBytes(), record.compressedBytes(), record.snapshotType(),
+               record.filesBackedUp(), record.filesDeleted(), record.foldersBackedUp(), record.foldersDeleted(),
+               record.metadata(), record.plan(), record.blocksCount(), record.partsCount(), record.sgnFileName(),
+               record.sessionHistoryId(), record.backupResult(), record.backupErrorList(),
+               record.consistencyCheckResult(), record.consistencyCheckDateTime(), record.consistencyCheckErrorList(),
+               record.brokenType(), record.totalFileCount(), record.totalFileSize());
+}
+
+QStringList rowOf(const Folders &record)
+{
+    return row(record.id(), record.displayName(), record.parentId(), record.restorePointId(), record.deleted(),
+               record.metadata(), record.localPath());
+}
+
+QStringList rowOf(Files &record)
+{
+    return row(record.id(), record.displayName(), record.localPath(), record.originalSize(),
+               record.dateModificationUtc(), record.attributes(), record.isCompressed(), record.parentId(),
+               record.totalSize(), record.hash(), record.map(), record.deleted(), record.metadata(),
+               record.extentsSize());
+}
+
+QStringList rowOf(const StorageFiles &record)
+{
+    return row(record.id(), record.path(), record.cloudId(), record.uploadId(), record.size(), record.brokenType(),
+               record.lastModified());
+}
+///@}
 
 /// Every table class, on a connection whose main database is the generation (the empty name), and on one that has it
 /// attached under a name; there, the main database is another file, which nothing may be written to.
@@ -72,7 +105,7 @@ protected:
     RecordsTest()
     {
         if (!m_schema.isEmpty())
-            sql(QString("ATTACH '%1' AS %2").arg(m_folder.filePath("attached.db"), m_schema));
+            sql(QString("ATTACH '%1' AS %2").arg(m_database.file() + ".attached", m_schema));
         const QStringList texts = Tests::creationStatements(m_schema);
         for (const QString &text : texts)
             sql(text);
@@ -91,127 +124,56 @@ protected:
         return Tests::rowsOf(m_connection.query(), text.contains("%1") ? text.arg(m_prefix) : text);
     }
 
-    static QPointer<DatabasePool> openPool(const QString &path)
-    {
-        QPointer<DatabasePool> pool(new DatabasePool);
-        {
-            QSqlDatabase database = QSqlDatabase::addDatabase("QSQLITE", path);
-            database.setDatabaseName(path);
-            EXPECT_TRUE(database.open() && pool->initDatabase(database));
-        }
-        QSqlDatabase::removeDatabase(path);
-        return pool;
-    }
-
-    struct PoolDeleter {
-        QPointer<DatabasePool> &pool;
-        ~PoolDeleter() { delete pool; }
-    };
-
     const QString m_schema = GetParam();
     const QString m_prefix = m_schema.isEmpty() ? QString() : m_schema + ".";
-    QTemporaryDir m_folder;
+    Tests::TestDatabase m_database{DatabaseType::SQLite};
     Tests::LogCapture m_log;
-    QPointer<DatabasePool> m_pool = openPool(m_folder.filePath("main.db"));
-    const PoolDeleter m_deleter{m_pool};
-    DatabaseConnection m_connection{m_pool};
+    DatabaseConnection m_connection{m_database.pool()};
 };
 INSTANTIATE_TEST_SUITE_P(Schemas, RecordsTest, testing::Values("", "g1"),
                          [](const auto &schema) { return *schema.param ? schema.param : "main"; });
 
-auto fieldsOf(const Metadata &record)
-{
-    return std::make_tuple(record.productVersion(), record.repositoryVersion(), record.dateCreatedUtc(),
-                           record.generationMarker(), record.generationType(), record.fullBackupReason(),
-                           record.encryptionAlgorithm(), record.keySize(), record.kdfIteration(), record.kdfSalt(),
-                           record.secretKey(), record.compressionAlgorithm(), record.blockSize(), record.paramsHash(),
-                           record.platform());
-}
-
-auto fieldsOf(const RestorePoints &record)
-{
-    return std::make_tuple(
-        record.id(), record.startDate(), record.finishDate(), record.sequenceNumber(), record.backupType(),
-        record.tocId(), record.totalBytes(), record.newBytes(), record.compressedBytes(), record.snapshotType(),
-        record.filesBackedUp(), record.filesDeleted(), record.foldersBackedUp(), record.foldersDeleted(),
-        record.metadata(), record.plan(), record.blocksCount(), record.partsCount(), record.sgnFileName(),
-        record.sessionHistoryId(), record.backupResult(), record.backupErrorList(), record.consistencyCheckResult(),
-        record.consistencyCheckDateTime(), record.consistencyCheckErrorList(), record.brokenType(),
-        record.totalFileCount(), record.totalFileSize());
-}
-
-auto fieldsOf(const Folders &record)
-{
-    return std::make_tuple(record.id(), record.displayName(), record.parentId(), record.restorePointId(),
-                           record.deleted(), record.metadata(), record.localPath());
-}
-
-auto fieldsOf(Files &record)
-{
-    return std::make_tuple(record.id(), record.displayName(), record.localPath(), record.originalSize(),
-                           record.dateModificationUtc(), record.attributes(), record.isCompressed(), record.parentId(),
-                           record.totalSize(), record.hash(), record.map(), record.deleted(), record.metadata(),
-                           record.extentsSize());
-}
-
-auto fieldsOf(const StorageFiles &record)
-{
-    return std::make_tuple(record.id(), record.path(), record.cloudId(), record.uploadId(), record.size(),
-                           record.brokenType(), record.lastModified());
-}
-
 TEST_P(RecordsTest, SchemaTextsAreThoseOfExistingFiles)
 {
-    QStringList expected = Schema;
-    EXPECT_EQ(Tests::creationStatements(m_schema), expected.replaceInStrings("%1", m_prefix));
-    const QVersionNumber old(0, 9);
-    EXPECT_EQ(Metadata::createIndex(m_schema) + StorageFiles::createIndex(m_schema) +
-                  RestorePoints::createIndex(m_schema) + BlockIdGenerator::createIndex(m_schema),
-              QStringList());
-    EXPECT_EQ(Metadata::update(old, m_schema) + StorageFiles::update(old, m_schema) +
-                  RestorePoints::update(old, m_schema) + Folders::update(old, m_schema) + Files::update(old, m_schema) +
-                  Parts::update(old, m_schema) + PartsBlocks::update(old, m_schema) +
-                  BlockIdGenerator::update(old, m_schema),
-              QStringList());
+    QString expected = QString::fromUtf8(Tests::CatalogueFolder::read(TOLM_TEST_DATA_DIR "/generation/schema.txt"));
+    EXPECT_EQ(Tests::creationStatements(m_schema).join('\n') + '\n', expected.replace("%1", m_prefix));
 }
 
 TEST_P(RecordsTest, MetadataComesBackByteForByte)
 {
     EXPECT_FALSE(Metadata::select(m_schema, m_connection).pointer);
     EXPECT_EQ(Metadata().update(m_schema, m_connection), ResultCode::Ok); // of no row
-    EXPECT_EQ(sql("select count(*) from %1metadata"), QStringList("0"));
+    EXPECT_EQ(sql("select * from %1metadata"), QStringList());
 
     Metadata record;
-    EXPECT_EQ(fieldsOf(record),
-              std::make_tuple(Varn::Core::Version::number(), Metadata::Version, QDateTime(), QUuid(),
-                              Varn::Archive::GenerationType(1000), Varn::Archive::FullReason(1000),
-                              Varn::Core::Encryption::Algorithm(6), 0, 0, QByteArray(), QByteArray(),
-                              Varn::Core::Compression::Algorithm(0), 0, QByteArray(), Varn::Core::Platform::Type(3)));
-    EXPECT_EQ(Metadata::Version, QVersionNumber(1, 0, 0));
     ASSERT_EQ(record.insert(m_schema, m_connection), ResultCode::Ok);
-    EXPECT_EQ(fieldsOf(*Metadata::select(m_schema, m_connection).pointer), fieldsOf(record));
+    EXPECT_EQ(sql("select * from %1metadata"),
+              row(Varn::Core::Version::number(), "1.0.0", "", QUuid(), 1000, 1000, 6, 0, 0, "", "", 0, 0, "", 3));
+    EXPECT_EQ(rowOf(*Metadata::select(m_schema, m_connection).pointer), rowOf(record));
 
     record.setProductVersion(QVersionNumber({7, 0, 12, 2147483647}));
     record.setRepositoryVersion({});
     record.setDateCreatedUtc(onDay(60, NearlyASecond));
-    record.setGenerationMarker(QUuid::createUuid());
+    const QUuid marker = QUuid::createUuid();
+    record.setGenerationMarker(marker);
     record.setGenerationType(Varn::Archive::GenerationType(-7));
-    record.setFullBackupReason(Varn::Archive::FullReason::Hash);
+    record.setFullBackupReason(Varn::Archive::FullReason(8));
     record.setEncryptionAlgorithm(Varn::Core::Encryption::Algorithm(2147483647));
     record.setKeySize(std::numeric_limits<int>::min());
     record.setKdfIteration(std::numeric_limits<int>::max());
     record.setKdfSalt(Binary);
-    record.setSecretKey(QByteArray(1, '\0'));
+    record.setSecretKey("secret");
     record.setCompressionAlgorithm(Varn::Core::Compression::Algorithm(99));
     record.setBlockSize(1 << 20);
     record.setParamsHash(Binary.left(20));
     record.setPlatform(Varn::Core::Platform::Type(255));
     ASSERT_EQ(record.update(m_schema, m_connection), ResultCode::Ok);
+    EXPECT_EQ(sql("select * from %1metadata"),
+              row("7.0.12.2147483647", "", onDay(60, NearlyASecond), marker, -7, 8, 2147483647, -2147483648LL,
+                  2147483647, Binary, "secret", 99, 1048576, Binary.left(20), 255));
     const auto read = Metadata::select(m_schema, m_connection).pointer;
-    EXPECT_EQ(fieldsOf(*read), fieldsOf(record));
-    EXPECT_EQ(read->dateCreatedUtc().timeSpec(), Qt::UTC);
-    EXPECT_EQ(sql("select generation_marker, product_version, repository_version from %1metadata"),
-              QStringList(record.generationMarker().toString() + "|7.0.12.2147483647|"));
+    EXPECT_EQ(rowOf(*read), rowOf(record));
+    EXPECT_TRUE(read->kdfSalt() == Binary && read->paramsHash() == Binary.left(20));
 
     QSqlQuery query = m_connection.query();
     record.setBlockSize(5);
@@ -221,33 +183,26 @@ TEST_P(RecordsTest, MetadataComesBackByteForByte)
     const auto damaged = Metadata::select(m_schema, m_connection).pointer;
     EXPECT_TRUE(damaged->productVersion().isNull() && damaged->generationMarker().isNull());
     EXPECT_TRUE(damaged->keySize() == 0 && !damaged->dateCreatedUtc().isValid());
-    EXPECT_EQ(damaged->kdfSalt(), Binary);
 }
 
 TEST_P(RecordsTest, RestorePointsComeBackInWholeSeconds)
 {
     RestorePoints record;
-    EXPECT_EQ(fieldsOf(record),
-              std::make_tuple(0ULL, QDateTime(), QDateTime(), 0LL, Varn::Archive::BackupType(1000), 0ULL, 0LL, -1LL,
-                              -1LL, Varn::Archive::SnapshotType::Value(10), -1LL, -1LL, -1LL, -1LL, QString(),
-                              QString(), 0LL, 0LL, QString(), 0ULL, Varn::Archive::BackupResult(1000), QString(),
-                              Varn::Archive::ConsistencyCheckResult(0), QDateTime(), QString(),
-                              Varn::Archive::BrokenType(0), 0LL, 0LL));
     record.setStartDate(onDay(1, NearlyASecond));
     ASSERT_EQ(record.insert(m_schema, m_connection), ResultCode::Ok);
-    auto read = RestorePoints::selectById(record.id(), m_schema, m_connection).pointer;
-    EXPECT_EQ(read->startDate(), onDay(1, QTime(10, 0)));
-    EXPECT_EQ(read->startDate().timeSpec(), Qt::UTC);
-    record.setStartDate(onDay(1, QTime(10, 0)));
-    EXPECT_EQ(fieldsOf(*read), fieldsOf(record));
+    EXPECT_EQ(sql("select * from %1restore_points"),
+              row(1, onDay(1, QTime(10, 0)), "", 0, 1000, 0, 0, -1, -1, 10, -1, -1, -1, -1, "", "", 0, 0, "", 0, 1000,
+                  "", 0, "", "", 0, 0, 0));
+    EXPECT_EQ(rowOf(*RestorePoints::selectById(record.id(), m_schema, m_connection).pointer),
+              sql("select * from %1restore_points"));
 
     // A wall clock time, without regard to its zone, as in every date of the catalogue.
     record.setStartDate(QDateTime(QDate(2024, 3, 10), QTime(2, 30), Qt::OffsetFromUTC, 3600));
     record.setFinishDate(onDay(3));
     record.setSequenceNumber(-Most);
-    record.setBackupType(Varn::Archive::BackupType::Incremental);
+    record.setBackupType(Varn::Archive::BackupType(2));
     record.setTocId(Most);
-    record.setTotalBytes(Most);
+    record.setTotalBytes(Most - 1);
     record.setNewBytes(-Most - 1);
     record.setCompressedBytes(4);
     record.setSnapshotType(Varn::Archive::SnapshotType::Value(77));
@@ -260,21 +215,21 @@ TEST_P(RecordsTest, RestorePointsComeBackInWholeSeconds)
     record.setBlocksCount(9);
     record.setPartsCount(10);
     record.setSgnFileName("signature");
-    record.setSessionHistoryId(Most);
+    record.setSessionHistoryId(Most - 2);
     record.setBackupResult(Varn::Archive::BackupResult(-1));
-    record.setBackupErrorList(Wild);
+    record.setBackupErrorList("errors");
     record.setConsistencyCheckResult(Varn::Archive::ConsistencyCheckResult(12));
     record.setConsistencyCheckDateTime(onDay(4));
-    record.setConsistencyCheckErrorList(Wild);
-    record.setBrokenType(Varn::Archive::BrokenType::ToPurgeRemoved);
+    record.setConsistencyCheckErrorList(Wild + "2");
+    record.setBrokenType(Varn::Archive::BrokenType(3));
     record.setTotalFileCount(13);
     record.setTotalFileSize(14);
     ASSERT_EQ(record.update(m_schema, m_connection), ResultCode::Ok);
-    read = RestorePoints::selectBySequenceNumber(-Most, m_schema, m_connection).pointer;
-    record.setStartDate(QDateTime(QDate(2024, 3, 10), QTime(2, 30), Qt::UTC));
-    EXPECT_EQ(fieldsOf(*read), fieldsOf(record));
-    // The columns whose names do not say what they hold.
-    EXPECT_EQ(sql("select is_full, total_files_count, total_files_size from %1restore_points"), QStringList("2|13|14"));
+    const QStringList expected =
+        row(1, "2024-03-10T02:30:00.000Z", onDay(3), -Most, 2, Most, Most - 1, -Most - 1, 4, 77, 5, 6, 7, 8, Wild, "",
+            9, 10, "signature", Most - 2, -1, "errors", 12, onDay(4), Wild + "2", 3, 13, 14);
+    EXPECT_EQ(sql("select * from %1restore_points"), expected);
+    EXPECT_EQ(rowOf(*RestorePoints::selectBySequenceNumber(-Most, m_schema, m_connection).pointer), expected);
 
     RestorePoints twin = record;
     EXPECT_EQ(twin.insert(m_schema, m_connection), ResultCode::Constraint);
@@ -303,22 +258,22 @@ TEST_P(RecordsTest, RestorePointsAreFoundByNumberAndDate)
         ASSERT_EQ(record.insert(m_schema, m_connection), ResultCode::Ok);
     }
     const auto numbers = [](const ResultList<RestorePoints> &result) {
-        std::vector<long long> found;
+        QStringList found;
         for (const auto &record : result.list)
-            found.push_back(record->sequenceNumber());
-        return found;
+            found << QString::number(record->sequenceNumber());
+        return found.join(' ');
     };
     const auto number = [](const ResultPointer<RestorePoints> &result) {
         EXPECT_EQ(result.error, ResultCode::Ok);
         return result.pointer ? result.pointer->sequenceNumber() : 0;
     };
-    EXPECT_THAT(numbers(RestorePoints::select(m_schema, 0, 3, m_connection)), ElementsAre(1, 2, 3, 4, 5, 6));
-    EXPECT_THAT(numbers(RestorePoints::select(m_schema, -1, 0, m_connection)), testing::SizeIs(6));
-    EXPECT_THAT(numbers(RestorePoints::select(m_schema, 2, 1, m_connection)), ElementsAre(2, 3));
+    EXPECT_EQ(numbers(RestorePoints::select(m_schema, 0, 3, m_connection)), "1 2 3 4 5 6");
+    EXPECT_EQ(numbers(RestorePoints::select(m_schema, -1, 0, m_connection)), "1 2 3 4 5 6");
+    EXPECT_EQ(numbers(RestorePoints::select(m_schema, 2, 1, m_connection)), "2 3");
     const QDateTime day3 = onDay(3, QTime(12, 0, 0, 999));
-    EXPECT_THAT(numbers(RestorePoints::select(day3, m_schema, 0, 0, m_connection)), ElementsAre(1, 2, 5));
-    EXPECT_THAT(numbers(RestorePoints::select(day3, m_schema, 1, 2, m_connection)), ElementsAre(5));
-    EXPECT_THAT(numbers(RestorePoints::select(QDateTime(), m_schema, 0, 0, m_connection)), ElementsAre());
+    EXPECT_EQ(numbers(RestorePoints::select(day3, m_schema, 0, 0, m_connection)), "1 2 5");
+    EXPECT_EQ(numbers(RestorePoints::select(day3, m_schema, 1, 2, m_connection)), "5");
+    EXPECT_EQ(numbers(RestorePoints::select(QDateTime(), m_schema, 0, 0, m_connection)), "");
     EXPECT_EQ(number(RestorePoints::selectByDateTime(onDay(4), m_schema, m_connection)), 4);
     EXPECT_EQ(number(RestorePoints::selectByDateTime(day3, m_schema, m_connection)), 0);
     EXPECT_EQ(number(RestorePoints::selectLast(m_schema, m_connection)), 6);
@@ -351,34 +306,34 @@ TEST(RestorePointsTest, NeedSyncWhileSomethingStoredIsNotCounted)
 TEST_P(RecordsTest, FoldersComeBackWithTheirMetadata)
 {
     Folders record;
-    EXPECT_EQ(fieldsOf(record), std::make_tuple(0ULL, QString(), 0ULL, 0ULL, false, QJsonObject(), QString()));
+    EXPECT_EQ(rowOf(record), row(0, "", 0, 0, 0, "", ""));
     record.setDisplayName(Wild);
     record.setLocalPath("/" + Wild);
     record.setParentId(Most);
-    record.setRestorePointId(Most);
+    record.setRestorePointId(Most - 1);
     record.setDeleted(true);
     record.setMetadata(Json);
     ASSERT_EQ(record.insert(m_schema, m_connection), ResultCode::Ok);
-    const auto read = Folders::select("/" + Wild, Most, m_schema, m_connection).pointer;
-    EXPECT_EQ(fieldsOf(*read), fieldsOf(record));
-    const QStringList stored = sql("select metadata from %1folders");
-    EXPECT_EQ(stored, QStringList(QString::fromUtf8(QJsonDocument(Json).toJson())));
-    EXPECT_EQ(fieldsOf(*Folders::select(Most, Wild, Most, m_schema, m_connection).pointer), fieldsOf(record));
-    EXPECT_EQ(fieldsOf(*Folders::selectInFolder(Most, {Most}, false, 1, 0, m_schema, m_connection).list.value(0)),
-              fieldsOf(record));
-    EXPECT_TRUE(Folders::checkPathIsDeleted("/" + Wild, {Most}, m_schema, m_connection).value);
+    const QStringList expected = row(1, Wild, Most, Most - 1, 1, Json, "/" + Wild);
+    EXPECT_EQ(sql("select * from %1folders"), expected);
+    for (const auto &read :
+         {Folders::select("/" + Wild, Most - 1, m_schema, m_connection).pointer,
+          Folders::select(Most, Wild, Most - 1, m_schema, m_connection).pointer,
+          Folders::selectInFolder(Most, {Most - 1}, false, 1, 0, m_schema, m_connection).list.value(0)}) {
+        ASSERT_TRUE(read);
+        EXPECT_EQ(rowOf(*read), expected);
+    }
+    EXPECT_TRUE(Folders::checkPathIsDeleted("/" + Wild, {Most - 1}, m_schema, m_connection).value);
     EXPECT_EQ(Folders::countSubfolder(Most, {}, true, m_schema, m_connection).value, 0);
 
     sql("update %1folders set parent_id = id + 1, deleted = 2");
     Folders parent;
-    parent.setDisplayName("parent");
     parent.setLocalPath("/parent");
     ASSERT_EQ(parent.insert(m_schema, m_connection), ResultCode::Ok);
-    EXPECT_EQ(sql("select quote(metadata) from %1folders where display_name = 'parent'"), QStringList("NULL"));
+    EXPECT_EQ(sql("select quote(metadata) from %1folders where id = 2"), QStringList("NULL"));
     const QString path = parent.localPath();
     EXPECT_FALSE(Folders::selectInFolder(path, {}, false, 0, 0, m_schema, m_connection).list.value(0)->deleted());
-    EXPECT_EQ(Folders::countSubfolder(path, {Most}, false, m_schema, m_connection).value, 1);
-    m_log.clear();
+    EXPECT_EQ(Folders::countSubfolder(path, {Most - 1}, false, m_schema, m_connection).value, 1);
     EXPECT_TRUE(Folders::isFolder(path, {}, true, m_schema, m_connection).value);
     EXPECT_THAT(m_log.texts(QtCriticalMsg), ElementsAre(QString("Error parce folder metadata: illegal value")));
     m_log.clear();
@@ -386,14 +341,13 @@ TEST_P(RecordsTest, FoldersComeBackWithTheirMetadata)
 
 TEST_P(RecordsTest, FilesComeBackByteForByte)
 {
-    Files record;
-    EXPECT_EQ(fieldsOf(record), std::make_tuple(0ULL, QString(), QString(), 0LL, QDateTime(), 0, false, 0ULL, 0LL,
-                                                QByteArray(), QByteArray(), false, QJsonObject(), 0LL));
     Folders folder;
     folder.setLocalPath("/f");
     folder.setRestorePointId(4);
     folder.setMetadata(Json);
     ASSERT_EQ(folder.insert(m_schema, m_connection), ResultCode::Ok);
+    Files record;
+    EXPECT_EQ(rowOf(record), row(0, "", "", 0, "", 0, 0, 0, 0, "", "", 0, "", 0));
     record.setDisplayName(Wild);
     record.setLocalPath("/f/" + Wild);
     record.setOriginalSize(Most);
@@ -404,32 +358,33 @@ TEST_P(RecordsTest, FilesComeBackByteForByte)
     record.setTotalSize(-Most - 1);
     record.setHash(Binary);
     record.setMap(Binary.right(9));
-    record.setDeleted(true);
     record.setMetadata(Json);
-    record.setExtentsSize(Most);
+    record.setExtentsSize(Most - 1);
     ASSERT_EQ(record.insert(m_schema, m_connection), ResultCode::Ok);
-    record.setDateModificationUtc(onDay(5, QTime(10, 0)));
-    const auto read = Files::select("/f/" + Wild, {4}, m_schema, m_connection).pointer;
-    EXPECT_EQ(fieldsOf(*read), fieldsOf(record));
-    EXPECT_EQ(read->dateModificationUtc().timeSpec(), Qt::UTC);
+    const QStringList expected = row(1, Wild, "/f/" + Wild, Most, onDay(5, QTime(10, 0)), -2147483648LL, 1, 1,
+                                     -Most - 1, Binary, Binary.right(9), 0, Json, Most - 1);
+    EXPECT_EQ(sql("select * from %1files"), expected);
     const QString path = folder.localPath();
     for (const auto &list : {Files::selectInFolder(path, {}, 0, 0, m_schema, m_connection),
                              Files::selectInFolder(path, {4}, 9, 0, m_schema, m_connection),
                              Files::selectInFolder(folder.id(), {}, 0, 0, m_schema, m_connection),
                              Files::selectInFolder(folder.id(), {4}, 9, 0, m_schema, m_connection)}) {
         ASSERT_EQ(list.list.size(), 1);
-        EXPECT_EQ(fieldsOf(*list.list.first()), fieldsOf(record));
+        EXPECT_EQ(rowOf(*list.list.first()), expected);
     }
+    const auto read = Files::select("/f/" + Wild, {4}, m_schema, m_connection).pointer;
+    EXPECT_EQ(rowOf(*read), expected);
+    EXPECT_TRUE(read->hash() == Binary && read->map() == Binary.right(9));
+
     Files later;
     later.setLocalPath(record.localPath());
     later.setDateModificationUtc(onDay(6));
     later.setParentId(folder.id());
+    later.setDeleted(true);
     ASSERT_EQ(later.insert(m_schema, m_connection), ResultCode::Ok);
     const auto pointer = QSharedPointer<Files>::create(later);
-    EXPECT_EQ(fieldsOf(*Files::selectPrev(pointer, false, m_schema, m_connection).pointer), fieldsOf(record));
-    EXPECT_FALSE(Files::selectPrev(pointer, true, m_schema, m_connection).pointer);
-    m_log.clear();
-    EXPECT_EQ(fieldsOf(*Files::select(record.localPath(), {}, m_schema, m_connection).pointer), fieldsOf(later));
+    EXPECT_EQ(rowOf(*Files::selectPrev(pointer, true, m_schema, m_connection).pointer), expected);
+    EXPECT_EQ(rowOf(*Files::select(record.localPath(), {}, m_schema, m_connection).pointer), rowOf(later));
     EXPECT_THAT(m_log.texts(QtCriticalMsg), ElementsAre(QString("Error parce files metadata: illegal value")));
     m_log.clear();
 }
@@ -439,53 +394,48 @@ TEST_P(RecordsTest, UnreadableMetadataLeavesARecordsOwn)
     QSqlQuery query = m_connection.query();
     Folders folder;
     folder.setMetadata(Json);
-    const QString row = "select 7 as id, '/n' as local_path, ";
+    const QString read = "select 7 as id, '/n' as local_path, ";
     for (const QString text : {"null", "''", "'{\"a\": '", "'7'", "x'ff'"}) {
-        ASSERT_TRUE(query.exec(row + text + " as metadata"));
+        ASSERT_TRUE(query.exec(read + text + " as metadata"));
         EXPECT_TRUE(folder.init(query));
         EXPECT_FALSE(folder.init(query));
     }
     EXPECT_EQ(m_log.count(QtCriticalMsg, "Error parce folder metadata:"), 5);
-    EXPECT_EQ(fieldsOf(folder), std::make_tuple(7ULL, QString(), 0ULL, 0ULL, false, Json, QString("/n")));
+    EXPECT_EQ(rowOf(folder), row(7, "", 0, 0, 0, Json, "/n"));
     ASSERT_TRUE(query.exec("select '[1]' as metadata union all select '{\"a\": 1}'"));
     EXPECT_TRUE(folder.init(query));
     EXPECT_EQ(folder.metadata(), QJsonObject()); // it is JSON, though no object
     EXPECT_TRUE(folder.init(query));
     EXPECT_EQ(folder.metadata(), (QJsonObject{{"a", 1}}));
-    Files file;
-    file.setMetadata(Json);
-    ASSERT_TRUE(query.exec("select 'x' as metadata"));
-    EXPECT_TRUE(file.init(query));
-    EXPECT_EQ(file.metadata(), Json);
     m_log.clear();
 }
 
 TEST_P(RecordsTest, StorageFilesComeBackAndAreFoundByTheirBeginning)
 {
     StorageFiles record;
-    EXPECT_EQ(fieldsOf(record),
-              std::make_tuple(0ULL, QString(), QString(), QString(), 0LL, Varn::Archive::BrokenType(0), QDateTime()));
+    EXPECT_EQ(rowOf(record), row(0, "", "", "", 0, 0, ""));
     record.setPath(Wild);
     record.setCloudId("");
-    record.setUploadId(Wild);
+    record.setUploadId("upload");
     record.setSize(Most);
     record.setBrokenType(Varn::Archive::BrokenType(-5));
     record.setLastModified(onDay(5, NearlyASecond));
     ASSERT_EQ(record.insert(m_schema, m_connection), ResultCode::Ok);
-    EXPECT_EQ(fieldsOf(*StorageFiles::select(Wild, m_schema, m_connection).pointer), fieldsOf(record));
+    const QStringList expected = row(1, Wild, "", "upload", Most, -5, onDay(5, NearlyASecond));
+    EXPECT_EQ(sql("select * from %1storage_files"), expected);
+    EXPECT_EQ(rowOf(*StorageFiles::select(Wild, m_schema, m_connection).pointer), expected);
     record.setSize(-1);
     record.setLastModified({});
     ASSERT_EQ(record.update(m_schema, m_connection), ResultCode::Ok);
-    EXPECT_EQ(fieldsOf(*StorageFiles::select(record.id(), m_schema, m_connection).pointer), fieldsOf(record));
+    EXPECT_EQ(rowOf(*StorageFiles::select(record.id(), m_schema, m_connection).pointer),
+              row(1, Wild, "", "upload", -1, -5, ""));
     EXPECT_EQ(StorageFiles::select(0ULL, m_schema, m_connection).error, ResultCode::Error);
     EXPECT_EQ(StorageFiles::select(QString(), m_schema, m_connection).error, ResultCode::Error);
     EXPECT_EQ(StorageFiles::select("nothing", m_schema, m_connection).error, ResultCode::Ok);
-    EXPECT_FALSE(StorageFiles::select("nothing", m_schema, m_connection).pointer);
     ASSERT_EQ(record.remove(m_schema, m_connection), ResultCode::Ok);
 
     // Local time keeps its fields; a path that was never set is found like an empty one.
-    for (const QString &path :
-         {QString("data/1.part"), QString("DATA/2.part"), QString("meta/data/3"), QString("d_ta"), QString()}) {
+    for (const QString &path : {QString("data/1"), QString("DATA/2"), QString("meta/data/3"), QString("d_ta"), {}}) {
         StorageFiles file;
         file.setPath(path);
         file.setLastModified(QDateTime(QDate(2024, 1, 2), QTime(3, 4, 5, 6), Qt::LocalTime));
@@ -497,15 +447,16 @@ TEST_P(RecordsTest, StorageFilesComeBackAndAreFoundByTheirBeginning)
             found << file->path();
             EXPECT_EQ(file->lastModified(), QDateTime(QDate(2024, 1, 2), QTime(3, 4, 5, 6), Qt::UTC));
         }
-        return found;
+        return found.join(' ');
     };
     const auto startingWith = [&](const QString &path) {
         return paths(StorageFiles::selectPathStartWith(path, m_schema, m_connection));
     };
-    EXPECT_EQ(startingWith("data/"), QStringList({"data/1.part", "DATA/2.part"}));
-    EXPECT_EQ(startingWith("d_ta"), QStringList({"data/1.part", "DATA/2.part", "d_ta"}));
-    EXPECT_EQ(startingWith(""), paths(StorageFiles::select(m_schema, 0, 5, m_connection)));
-    EXPECT_EQ(paths(StorageFiles::select(m_schema, 2, 1, m_connection)), QStringList({"DATA/2.part", "meta/data/3"}));
+    EXPECT_EQ(startingWith("data/"), "data/1 DATA/2");
+    EXPECT_EQ(startingWith("d_ta"), "data/1 DATA/2 d_ta");
+    EXPECT_EQ(startingWith(""), "data/1 DATA/2 meta/data/3 d_ta ");
+    EXPECT_EQ(paths(StorageFiles::select(m_schema, 0, 5, m_connection)), startingWith(""));
+    EXPECT_EQ(paths(StorageFiles::select(m_schema, 2, 1, m_connection)), "DATA/2 meta/data/3");
 }
 
 class ChainedPart : public RestorePointParts {
@@ -549,10 +500,9 @@ TEST_P(RecordsTest, PartsAndBlocksComeBackThroughTheirStorageFiles)
     const auto all = RestorePointParts::select(5, m_schema, m_connection, &ChainedPart::make);
     EXPECT_EQ(all.keys(), QList<long long>({-20, 10, 30}));
     const auto &part = *all[10];
-    EXPECT_EQ(std::make_tuple(part.id(), part.chainNumber(), part.path(), part.cloudId(), part.uploadId(), part.size(),
-                              part.brokenType(), part.lastModified()),
-              std::make_tuple(second, 10LL, QString("p10"), Wild, QString("10"), Most,
-                              Varn::Archive::BrokenType::ToPurge, onDay(9)));
+    EXPECT_EQ(row(part.id(), part.chainNumber(), part.path(), part.cloudId(), part.uploadId(), part.size(),
+                  part.brokenType(), part.lastModified()),
+              row(second, 10, "p10", Wild, "10", Most, Varn::Archive::BrokenType::ToPurge, onDay(9)));
     EXPECT_EQ(RestorePointParts::selectNotBroken(5, m_schema, m_connection, &ChainedPart::make).keys(),
               QList<long long>({-20, 30}));
     EXPECT_TRUE(RestorePointParts::select(0, m_schema, m_connection, &ChainedPart::make).isEmpty());
@@ -570,7 +520,8 @@ TEST_P(RecordsTest, PartsAndBlocksComeBackThroughTheirStorageFiles)
     ASSERT_EQ(PartsBlocks(Most, second, Binary).insert(m_schema, m_connection), ResultCode::Ok);
     ASSERT_EQ(PartsBlocks(id, third, Binary.left(2)).insert(m_schema, m_connection), ResultCode::Ok);
     const auto block = PartsBlocks::select(Most, m_schema, m_connection).pointer;
-    EXPECT_EQ(std::make_tuple(block->id(), block->partId(), block->address()), std::make_tuple(Most, second, Binary));
+    EXPECT_EQ(row(block->id(), block->partId()), row(Most, second));
+    EXPECT_EQ(block->address(), Binary);
     EXPECT_FALSE(PartsBlocks::select(3, m_schema, m_connection).pointer);
     EXPECT_EQ(PartsBlocks(3, second, Binary).insert(m_schema, m_connection), ResultCode::Constraint);
     EXPECT_EQ(PartsBlocks(id, second, "other").insert(m_schema, m_connection), ResultCode::Constraint);
