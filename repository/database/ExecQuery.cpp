@@ -38,6 +38,11 @@ ExecQuery::ExecQuery(QSqlQuery &query)
     , m_prepared(!wasLeftFailed(query))
 {}
 
+ExecQuery::ExecQuery(QSqlQuery &query, Prepared prepared)
+    : m_query(query)
+    , m_prepared(prepared == Prepared::Yes)
+{}
+
 ExecQuery::ExecQuery(QSqlQuery &query, const QString &text)
     : m_query(query)
     , m_text(text)

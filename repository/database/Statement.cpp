@@ -47,7 +47,7 @@ Statement::~Statement()
 {
     if (!m_prepared)
         return;
-    m_prepared->query.finish();
+    finish();
     m_state->statements.give(std::move(m_prepared));
 }
 
@@ -63,7 +63,8 @@ int Statement::exec()
         refuse(ResultCode::Error, "placeholders not bound in", m_prepared->text);
     m_code = m_refusal;
     if (!m_refusal) {
-        m_code = ExecQuery(m_prepared->query).exec();
+        const auto prepared = m_prepared->usable ? ExecQuery::Prepared::Yes : ExecQuery::Prepared::No;
+        m_code = ExecQuery(m_prepared->query, prepared).exec();
         if (m_code == ResultCode::Ok)
             m_prepared->usable = true;
         else
@@ -90,7 +91,8 @@ bool Statement::next()
 
 void Statement::finish()
 {
-    if (m_prepared)
+    // Without rows there is nothing to leave, and asking the driver to is a tenth of a short statement.
+    if (m_prepared && m_prepared->query.isSelect())
         m_prepared->query.finish();
 }
 

@@ -65,7 +65,7 @@ std::unique_ptr<PreparedStatement> StatementCache::take(const QString &text)
 
 void StatementCache::give(std::unique_ptr<PreparedStatement> statement)
 {
-    if (!statement->usable || statement->epoch != m_epoch || statement->shelf == PreparedStatement::Shelf::None)
+    if (statement->epoch != m_epoch || statement->shelf == PreparedStatement::Shelf::None)
         return;
     Shelf &shelf = statement->shelf == PreparedStatement::Shelf::Lists ? m_lists : m_main;
     shelf.give(std::move(statement), ++m_clock);
@@ -73,31 +73,47 @@ void StatementCache::give(std::unique_ptr<PreparedStatement> statement)
 
 void StatementCache::clear()
 {
-    m_main.statements.clear();
-    m_lists.statements.clear();
+    m_main.places.clear();
+    m_lists.places.clear();
     ++m_epoch;
 }
 
 std::unique_ptr<PreparedStatement> StatementCache::Shelf::take(const QString &text)
 {
-    const auto found = statements.find(text);
-    if (found == statements.end())
+    const auto found = places.find(text);
+    if (found == places.end() || !found->second.idle)
         return nullptr;
-    std::unique_ptr<PreparedStatement> statement = std::move(found->second.statement);
-    statements.erase(found);
+    std::unique_ptr<PreparedStatement> statement = std::move(found->second.idle);
+    statement->place = &found->second;
     return statement;
 }
 
 void StatementCache::Shelf::give(std::unique_ptr<PreparedStatement> statement, quint64 since)
 {
-    const QString text = statement->text;
-    statements.try_emplace(text, Idle{std::move(statement), since});
-    if (size() <= capacity)
+    if (!statement->usable) {
+        if (statement->place)
+            places.erase(statement->text);
         return;
-    const auto longestUnused =
-        std::min_element(statements.begin(), statements.end(),
-                         [](const auto &left, const auto &right) { return left.second.since < right.second.since; });
-    statements.erase(longestUnused);
+    }
+    if (statement->place) {
+        CachePlace &place = *statement->place;
+        place.idle = std::move(statement);
+        place.since = since;
+        return;
+    }
+    const QString text = statement->text;
+    if (places.try_emplace(text, CachePlace{std::move(statement), since}).second && size() > capacity)
+        dropLongestUnused();
+}
+
+void StatementCache::Shelf::dropLongestUnused()
+{
+    const auto isLonger = [](const auto &left, const auto &right) {
+        return left.second.idle && (!right.second.idle || left.second.since < right.second.since);
+    };
+    const auto longestUnused = std::min_element(places.begin(), places.end(), isLonger);
+    if (longestUnused->second.idle)
+        places.erase(longestUnused);
 }
 
 } // namespace Tolm::SQL

@@ -14,6 +14,14 @@ namespace Tolm::SQL {
 /// result), -1 where it does not. Known after the first use of a statement and kept with it.
 using ColumnIndexes = QVarLengthArray<int, 32>;
 
+struct PreparedStatement;
+
+/// A text's place in the cache. It is kept, empty, for the statement that was taken from it.
+struct CachePlace {
+    std::unique_ptr<PreparedStatement> idle;
+    quint64 since = 0; ///< when it came back last
+};
+
 /// A statement prepared on one connection, with what is found out about it once and not per row or value.
 struct PreparedStatement {
     PreparedStatement(const QSqlQuery &unprepared, const QString &text);
@@ -24,7 +32,8 @@ struct PreparedStatement {
     bool usable = false; ///< prepared, and not failed since
     /// Whether its text may be kept, and beside which others.
     enum class Shelf { None, Main, Lists } shelf;
-    quint64 epoch = 0; ///< the cache's epoch when it was handed out
+    quint64 epoch = 0;           ///< the cache's epoch when it was handed out
+    CachePlace *place = nullptr; ///< where it was taken from, good for as long as the cache has that epoch
     ColumnIndexes columnPlaceholders;
     ColumnIndexes columnPositions;
 };
@@ -44,8 +53,8 @@ public:
     std::unique_ptr<PreparedStatement> take(const QString &text);
 
     /// Takes a statement back. It is dropped when it failed, when it was prepared before the connection was opened
-    /// anew, when its text must not be kept, or when another one of the same text is here; the longest unused goes when
-    /// the cache is full.
+    /// anew, when its text must not be kept, or when another one of the same text was here first; the longest unused
+    /// goes when the cache is full.
     void give(std::unique_ptr<PreparedStatement> statement);
 
     /// Drops all statements, those in use as well as soon as they come back.
@@ -54,6 +63,7 @@ public:
     /// A number that changes with every clear().
     quint64 epoch() const { return m_epoch; }
 
+    /// How many texts it knows, with those of the statements in use that were taken from it.
     int size() const { return m_main.size() + m_lists.size(); }
 
 private:
@@ -63,18 +73,14 @@ private:
         std::size_t operator()(const QString &text) const noexcept;
     };
 
-    struct Idle {
-        std::unique_ptr<PreparedStatement> statement;
-        quint64 since = 0;
-    };
-
     struct Shelf {
         int capacity;
-        std::unordered_map<QString, Idle, SampleHash> statements{};
+        std::unordered_map<QString, CachePlace, SampleHash> places{};
 
-        int size() const { return static_cast<int>(statements.size()); }
+        int size() const { return static_cast<int>(places.size()); }
         std::unique_ptr<PreparedStatement> take(const QString &text);
         void give(std::unique_ptr<PreparedStatement> statement, quint64 since);
+        void dropLongestUnused();
     };
 
     Shelf m_main{Capacity};
