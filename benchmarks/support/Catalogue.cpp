@@ -134,6 +134,12 @@ std::string samplePath(int number)
     return std::string(Folders) + "/new-" + std::to_string(number) + ".txt";
 }
 
+std::string treePath(int number)
+{
+    return "/home/user/year-" + std::to_string(number / 10000) + "/month-" + std::to_string(number / 1000) +
+           "/folder-" + std::to_string(number / 100) + "/document-" + std::to_string(number) + ".txt";
+}
+
 void insertSampleFolders(Sqlite &sqlite)
 {
     NewFolder folder;

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <benchmarks/support/Measure.h>
+#include <benchmarks/support/Table.h>
+
+#include <algorithm>
+#include <string>
+
+namespace Tolm::Benchmarks {
+
+/// Lets the limit and the library record a first backup of so many files, each in its own database, and adds a row to
+/// the table. They take turns, a transaction of a thousand files each, so that what else happens on the machine meets
+/// both alike; the memory is that of both together. `work(i)` records a file.
+template <class Limit, class LimitWork, class Library, class LibraryWork>
+void compareFirstBackups(Table &table, int files, Limit &limit, LimitWork limitWork, Library &library,
+                         LibraryWork libraryWork, Clock clock)
+{
+    constexpr int Batch = 1000;
+    const auto record = [clock](auto &connection, auto &work, int first, int end) {
+        return measured(
+            [&] {
+                connection.begin();
+                for (int i = first; i < end; ++i)
+                    work(i);
+                connection.commit();
+            },
+            clock);
+    };
+    resetPeak();
+    const long before = residentMegabytes();
+    double limitSeconds = 0;
+    double librarySeconds = 0;
+    for (int first = 0; first < files; first += Batch) {
+        const int end = std::min(files, first + Batch);
+        limitSeconds += record(limit, limitWork, first, end);
+        librarySeconds += record(library, libraryWork, first, end);
+    }
+    const std::string row = std::to_string(files) + " files";
+    table.text(row, "limit, files/s", formatted("%.0f", files / limitSeconds));
+    table.text(row, "library, files/s", formatted("%.0f", files / librarySeconds));
+    table.ratio(row, "times the limit", librarySeconds / limitSeconds);
+    table.text(row, "memory added by both", std::to_string(peakMegabytes() - before) + " MB");
+}
+
+} // namespace Tolm::Benchmarks
