@@ -33,7 +33,7 @@ END {
     height = top + all * bar + rowCount * gap + 10
     printf "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"%d\" height=\"%d\" font-family=\"sans-serif\" font-size=\"11\">\n", width, height
     printf "<rect width=\"100%%\" height=\"100%%\" fill=\"white\"/>\n"
-    printf "<text x=\"10\" y=\"18\" font-size=\"13\" font-weight=\"bold\">CPU time as a multiple of the limit (the C API with statements prepared once)</text>\n"
+    printf "<text x=\"10\" y=\"18\" font-size=\"13\" font-weight=\"bold\">Time as a multiple of the limit (the database's C API with statements prepared once)</text>\n"
     x = 10
     for (c = 1; c <= columnCount; ++c) {
         printf "<rect x=\"%d\" y=\"28\" width=\"10\" height=\"10\" fill=\"%s\"/><text x=\"%d\" y=\"37\">%s</text>\n", x, colour[columns[c]], x + 14, escaped(columns[c])

@@ -10,7 +10,6 @@ namespace Tolm::Benchmarks {
 
 namespace {
 
-constexpr char Folders[] = "/home/user/documents/projects/report";
 constexpr long long DateModified = 20240310023000;
 constexpr long long DateBackup = 20240311040506;
 constexpr long long NoDate = 99999999999999;
@@ -131,25 +130,13 @@ Operation plainOperation()
 
 std::string samplePath(int number)
 {
-    return std::string(Folders) + "/new-" + std::to_string(number) + ".txt";
+    return std::string(SampleFolder) + "/new-" + std::to_string(number) + ".txt";
 }
 
 std::string treePath(int number)
 {
     return "/home/user/year-" + std::to_string(number / 10000) + "/month-" + std::to_string(number / 1000) +
            "/folder-" + std::to_string(number / 100) + "/document-" + std::to_string(number) + ".txt";
-}
-
-void insertSampleFolders(Sqlite &sqlite)
-{
-    NewFolder folder;
-    Nothing nothing;
-    Sqlite::Statement<NewFolder, Nothing> insert(sqlite, Folder::Insert, folder, nothing);
-    for (const QString &name : QString::fromLatin1(Folders).split(QLatin1Char('/'))) {
-        folder.displayName = folder.name = name.toStdString();
-        insert.run([] {});
-        folder.parentId = sqlite.lastId();
-    }
 }
 
 } // namespace Tolm::Benchmarks

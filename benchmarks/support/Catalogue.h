@@ -246,14 +246,12 @@ SQL::History sampleOperation();
 Operation plainOperation();
 ///@}
 
-/// The file, in the folder of five names below the root, that each number stands for.
+/// The file in this folder of five names below the root that each number stands for.
+constexpr char SampleFolder[] = "/home/user/documents/projects/report";
 std::string samplePath(int number);
 
 /// The file that each number stands for in a tree that grows: a hundred in each folder, which is as deep as that of
 /// samplePath().
 std::string treePath(int number);
-
-/// Makes the folders of samplePath() for destination 1.
-void insertSampleFolders(Sqlite &sqlite);
 
 } // namespace Tolm::Benchmarks

@@ -182,15 +182,29 @@ private:
     typename Connection::template Statement<Operation, Nothing> m_statement;
 };
 
-/// Stores the catalogue that the selects read.
+/// Makes the folders of samplePath() for destination 1.
 template <class Connection>
-void insertSampleVersions(Connection &connection)
+void insertSampleFolders(Connection &connection)
+{
+    NewFolder folder;
+    Nothing nothing;
+    typename Connection::template Statement<NewFolder, Nothing> insert(connection, Folder::Insert, folder, nothing);
+    for (const QString &name : QString::fromLatin1(SampleFolder).split(QLatin1Char('/'))) {
+        folder.displayName = folder.name = name.toStdString();
+        insert.run([] {});
+        folder.parentId = connection.lastId();
+    }
+}
+
+/// Stores the catalogue that the selects read, or the beginning of it.
+template <class Connection>
+void insertSampleVersions(Connection &connection, int files = Files)
 {
     Version version = plainVersion();
     Nothing nothing;
     typename Connection::template Statement<Version, Nothing> insert(connection, Version::Insert, version, nothing);
     connection.run("BEGIN");
-    for (int file = 1; file <= Files; ++file) {
+    for (int file = 1; file <= files; ++file) {
         for (int i = 0; i < VersionsPerFile; ++i) {
             version.fileId = file;
             version.dateModified = plainVersion().dateModified + i;
