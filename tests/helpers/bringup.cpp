@@ -7,64 +7,39 @@
 #include <repository/database/DatabaseTransaction.h>
 #include <repository/database/Timing_p.h>
 
+#include <tests/support/OwnConnection.h>
+
 #include <QCoreApplication>
-#include <QSqlError>
-#include <QSqlRecord>
-#include <QStringList>
-#include <QVariant>
 
 #include <csignal>
 #include <cstdio>
 #include <functional>
 #include <grp.h>
 #include <map>
-#include <memory>
-#include <string>
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
 namespace {
 
-using Tolm::SQL::Database;
-using Tolm::SQL::DatabaseConnection;
-using Tolm::SQL::DatabasePool;
-using Tolm::SQL::Timing;
+using namespace Tolm::SQL;
 
 void say(QString line)
 {
-    line.replace(QLatin1Char('\n'), QLatin1String("\\n"));
-    std::puts(line.toUtf8().constData());
+    std::puts(qPrintable(line.replace('\n', "\\n")));
     std::fflush(stdout);
 }
 
 void sayRecord(QtMsgType type, const QMessageLogContext &context, const QString &text)
 {
-    static const std::map<QtMsgType, const char *> Levels{{QtDebugMsg, "debug"},
-                                                          {QtInfoMsg, "info"},
-                                                          {QtWarningMsg, "warning"},
-                                                          {QtCriticalMsg, "error"},
-                                                          {QtFatalMsg, "fatal"}};
-    say(QStringLiteral("%1 %2: ").arg(QLatin1String(context.category), QLatin1String(Levels.at(type))) + text);
+    static const std::map<QtMsgType, QString> Levels{
+        {QtDebugMsg, "debug"}, {QtInfoMsg, "info"}, {QtWarningMsg, "warning"}, {QtCriticalMsg, "error"}};
+    say(QString("%1 %2: ").arg(context.category, Levels.at(type)) + text);
 }
 
 QString yes(bool value)
 {
-    return value ? QStringLiteral("true") : QStringLiteral("false");
-}
-
-QString rowsOf(QSqlQuery query, const QString &text)
-{
-    if (!query.exec(text))
-        return QStringLiteral("failed ") + query.lastError().text();
-    QStringList rows;
-    while (query.next()) {
-        QStringList values;
-        for (int column = 0; column < query.record().count(); ++column)
-            values.append(query.value(column).toString());
-        rows.append(values.join(QLatin1Char('|')));
-    }
-    return rows.join(QLatin1Char(';'));
+    return value ? "true" : "false";
 }
 
 // What a process of a user without rights can do, whoever runs the tests.
@@ -90,63 +65,55 @@ QString limitFileSize(const QString &bytes, bool deadly)
 
 QString waitForParent()
 {
-    say(QStringLiteral("ready"));
-    return std::getchar() == EOF ? QStringLiteral("alone") : QStringLiteral("proceeding");
+    say("ready");
+    return std::getchar() == EOF ? "alone" : "proceeding";
 }
 
 // The catalogue's thread connection with a transaction that stays open.
 QString beginTransaction()
 {
     static DatabaseConnection connection(DatabasePool::defaultPool());
-    static Tolm::SQL::DatabaseTransaction transaction(connection);
+    static DatabaseTransaction transaction(connection);
     return yes(transaction.isActive());
 }
 
 QString openAsHost(const QString &file)
 {
-    QSqlDatabase host = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"));
+    QSqlDatabase host = QSqlDatabase::addDatabase("QSQLITE");
     host.setDatabaseName(file);
     return yes(host.open());
 }
 
-QString onCatalogue(const QString &text)
+QString rowsOf(const QSqlQuery &query, const QString &text)
 {
-    const DatabaseConnection connection(DatabasePool::defaultPool());
-    return rowsOf(connection.query(), text);
+    return Tolm::Tests::rowsOf(query, text).join(';');
 }
 
-struct Command {
-    bool hasValue;
-    std::function<QString(const QString &)> run;
-};
+using Command = std::function<QString(QStringList &arguments)>; // it takes its value, when it has one
 
 const std::map<QString, Command> &commands()
 {
-    const auto plain = [](auto function) { return Command{false, [function](const QString &) { return function(); }}; };
     static const std::map<QString, Command> All{
-        {QStringLiteral("init"), plain([] { return yes(Database::init(false)); })},
-        {QStringLiteral("recover"), plain([] { return yes(Database::init(true)); })},
-        {QStringLiteral("shrink"), plain([] { return yes(Database::shrink()); })},
-        {QStringLiteral("lastError"), plain([] { return yes(Database::dbLastError()); })},
-        {QStringLiteral("reset"), plain([] { return Database::resetDbLastError(), QString(); })},
-        {QStringLiteral("isInit"), plain([] { return yes(DatabasePool::defaultPool()->isInit()); })},
-        {QStringLiteral("connections"), plain([] { return QString::number(QSqlDatabase::connectionNames().size()); })},
-        {QStringLiteral("begin"), plain(beginTransaction)},
-        {QStringLiteral("wait"), plain(waitForParent)},
-        {QStringLiteral("nobody"), plain(becomeNobody)},
-        {QStringLiteral("sqlite"), {true, [](const QString &path) { return yes(Database::initSQLite(path)); }}},
-        {QStringLiteral("postgres"),
-         {true, [](const QString &location) { return yes(Database::initPostgreSQL(location)); }}},
-        {QStringLiteral("sql"), {true, onCatalogue}},
-        {QStringLiteral("host"), {true, openAsHost}},
-        {QStringLiteral("hostSql"),
-         {true, [](const QString &text) { return rowsOf(QSqlQuery(QSqlDatabase::database()), text); }}},
-        {QStringLiteral("busy"),
-         {true, [](const QString &time) { return Timing::instance().busyTimeout = time.toInt(), QString(); }}},
-        {QStringLiteral("full"), {true, [](const QString &bytes) { return limitFileSize(bytes, false); }}},
-        {QStringLiteral("deadly"), {true, [](const QString &bytes) { return limitFileSize(bytes, true); }}},
-        {QStringLiteral("folder"),
-         {true, [](const QString &path) { return yes(::chdir(path.toUtf8().constData()) == 0); }}},
+        {"init", [](auto &) { return yes(Database::init(false)); }},
+        {"recover", [](auto &) { return yes(Database::init(true)); }},
+        {"shrink", [](auto &) { return yes(Database::shrink()); }},
+        {"lastError", [](auto &) { return yes(Database::dbLastError()); }},
+        {"reset", [](auto &) { return Database::resetDbLastError(), QString(); }},
+        {"isInit", [](auto &) { return yes(DatabasePool::defaultPool()->isInit()); }},
+        {"connections", [](auto &) { return QString::number(QSqlDatabase::connectionNames().size()); }},
+        {"begin", [](auto &) { return beginTransaction(); }},
+        {"wait", [](auto &) { return waitForParent(); }},
+        {"nobody", [](auto &) { return becomeNobody(); }},
+        {"sqlite", [](auto &rest) { return yes(Database::initSQLite(rest.takeFirst())); }},
+        {"postgres", [](auto &rest) { return yes(Database::initPostgreSQL(rest.takeFirst())); }},
+        {"sql",
+         [](auto &rest) { return rowsOf(DatabaseConnection(DatabasePool::defaultPool()).query(), rest.takeFirst()); }},
+        {"host", [](auto &rest) { return openAsHost(rest.takeFirst()); }},
+        {"hostSql", [](auto &rest) { return rowsOf(QSqlQuery(QSqlDatabase::database()), rest.takeFirst()); }},
+        {"busy", [](auto &rest) { return Timing::instance().busyTimeout = rest.takeFirst().toInt(), QString(); }},
+        {"full", [](auto &rest) { return limitFileSize(rest.takeFirst(), false); }},
+        {"deadly", [](auto &rest) { return limitFileSize(rest.takeFirst(), true); }},
+        {"folder", [](auto &rest) { return yes(::chdir(qPrintable(rest.takeFirst())) == 0); }},
     };
     return All;
 }
@@ -160,11 +127,7 @@ int main(int argc, char **argv)
     QStringList arguments = QCoreApplication::arguments().mid(1);
     while (!arguments.isEmpty()) {
         const QString name = arguments.takeFirst();
-        const auto command = commands().find(name);
-        if (command == commands().end() || (command->second.hasValue && arguments.isEmpty()))
-            return 2;
-        const QString value = command->second.hasValue ? arguments.takeFirst() : QString();
-        say(name + QLatin1Char('=') + command->second.run(value));
+        say(name + '=' + commands().at(name)(arguments));
     }
     return 0;
 }
