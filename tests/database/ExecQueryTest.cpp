@@ -1,7 +1,6 @@
 #include <repository/database/ExecQuery.h>
 #include <repository/database/ResultCode.h>
 #include <repository/database/SQLiteResultCodes.h>
-#include <repository/database/Utitlity.h>
 
 #include <tests/support/CatalogueFolder.h>
 #include <tests/support/LogCapture.h>
@@ -286,18 +285,6 @@ TEST(SQLiteResultCodesTest, SortsThePublishedCodesAndNoOthers)
         EXPECT_TRUE(log.texts(QtWarningMsg).last().endsWith("ode: " + native));
     }
     EXPECT_EQ(log.count(QtWarningMsg, "Unknown sqlite return nativeErrorCode: "), 4);
-}
-
-TEST(UtitlityTest, ModifiedDateTimeCutsMillisecondsAndConvertsNothing)
-{
-    const QDate day(2020, 1, 2);
-    const QTime time(12, 34, 56, 789);
-    for (const QDateTime &given :
-         {QDateTime(day, time), QDateTime(day, time, Qt::UTC), QDateTime(day, time, Qt::OffsetFromUTC, 7200)}) {
-        EXPECT_EQ(Utitlity::modifiedDateTime(given), QDateTime(day, QTime(12, 34, 56), Qt::UTC));
-        EXPECT_EQ(Utitlity::modifiedDateTime(given).timeSpec(), Qt::UTC);
-    }
-    EXPECT_FALSE(Utitlity::modifiedDateTime({}).isValid());
 }
 
 } // namespace
