@@ -5,6 +5,8 @@
 #include <QSet>
 #include <QStringList>
 
+#include <array>
+
 namespace Tolm::SQL {
 
 struct CloudFolder::Columns {
@@ -24,6 +26,28 @@ QStringList componentsOf(QString path)
     if (path.endsWith(QLatin1Char('/')))
         path.chop(1);
     return path.split(QLatin1Char('/'));
+}
+
+constexpr std::array StepNames = {":name1", ":name2", ":name3", ":name4", ":name5", ":name6", ":name7", ":name8"};
+constexpr int MostSteps = static_cast<int>(StepNames.size());
+
+// Going down step by step takes a statement each, and on PostgreSQL a round trip; most of recording a new file was
+// that.
+QString selectBelowText(int steps)
+{
+    QString tables = QStringLiteral("cloud_folders as f1");
+    QString conditions = QStringLiteral(
+        "f1.parent_id = :parent_id and f1.destination_id = :destination_id and f1.display_name = :name1");
+    for (int step = 2; step <= steps; ++step) {
+        tables += QStringLiteral(" cross join cloud_folders as f%1").arg(step);
+        conditions += QStringLiteral(" and f%1.parent_id = f%2.id and f%1.destination_id = f%2.destination_id and "
+                                     "f%1.display_name = :name%1")
+                          .arg(step)
+                          .arg(step - 1);
+    }
+    return QStringLiteral("select f%1.id as id, f%1.parent_id as parent_id, f%1.destination_id as destination_id, "
+                          "f%1.display_name as display_name from %2 where %3 limit 1")
+        .arg(QString::number(steps), tables, conditions);
 }
 
 } // namespace
@@ -77,13 +101,30 @@ QSharedPointer<CloudFolder> CloudFolder::selectByFolderId(quint64 id, DatabaseCo
     return folder->select(id, connection) ? folder : nullptr;
 }
 
+// The folder at the end of `names`, of which the first lies in the parent and each other one in the one before.
+bool CloudFolder::selectBelow(quint64 destinationId, quint64 parentId, const QStringList &names,
+                              DatabaseConnection &connection)
+{
+    static const std::array<QString, MostSteps> texts = [] {
+        std::array<QString, MostSteps> list;
+        for (int steps = 1; steps <= MostSteps; ++steps)
+            list.at(static_cast<std::size_t>(steps - 1)) = selectBelowText(steps);
+        return list;
+    }();
+    Statement statement(connection, texts.at(static_cast<std::size_t>(names.size() - 1)));
+    statement.bind(":parent_id", parentId).bind(":destination_id", destinationId);
+    for (int step = 0; step < names.size(); ++step)
+        statement.bind(StepNames.at(static_cast<std::size_t>(step)), names.at(step));
+    return selectInto(*this, statement, Columns::Table);
+}
+
 QSharedPointer<CloudFolder> CloudFolder::select(quint64 destinationId, const QString &path,
                                                 DatabaseConnection &connection)
 {
     const auto folder = QSharedPointer<CloudFolder>::create();
     const QStringList components = componentsOf(path);
-    for (const QString &component : components) {
-        if (!folder->select(destinationId, folder->m_id, component, connection))
+    for (int done = 0; done < components.size(); done += MostSteps) {
+        if (!folder->selectBelow(destinationId, folder->m_id, components.mid(done, MostSteps), connection))
             return nullptr;
     }
     return folder;
@@ -92,6 +133,9 @@ QSharedPointer<CloudFolder> CloudFolder::select(quint64 destinationId, const QSt
 QSharedPointer<CloudFolder> CloudFolder::selectOrInsert(quint64 destinationId, const QString &path,
                                                         DatabaseConnection &connection)
 {
+    if (const auto existing = select(destinationId, path, connection))
+        return existing;
+
     const auto folder = QSharedPointer<CloudFolder>::create();
     bool missing = false;
     const QStringList components = componentsOf(path);

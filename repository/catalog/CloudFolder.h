@@ -7,6 +7,7 @@
 #include <QList>
 #include <QSharedPointer>
 #include <QString>
+#include <QStringList>
 
 class QSqlQuery;
 
@@ -88,6 +89,8 @@ public:
 
 private:
     struct Columns;
+
+    bool selectBelow(quint64 destinationId, quint64 parentId, const QStringList &names, DatabaseConnection &connection);
 
     quint64 m_id = 0;
     QString m_name;
