@@ -93,7 +93,7 @@ struct Utf8 {
     template <class T>
     static T load(const QVariant &stored)
     {
-        return stored.isNull() ? T() : stored.toString().toUtf8();
+        return stored.toString().toUtf8();
     }
 };
 
@@ -108,8 +108,6 @@ struct Bytes {
     template <class T>
     static T load(const QVariant &stored)
     {
-        if (stored.isNull()) // a null text, which would be converted
-            return {};
         const QByteArray bytes = stored.toByteArray();
         return bytes.isEmpty() ? QByteArray() : bytes;
     }
