@@ -96,6 +96,15 @@ Turn libraryTurn(const Inserts &inserts)
     };
 }
 
+template <class Mutex>
+Turn locked(Mutex &mutex, Turn turn)
+{
+    return [turn = std::move(turn), &mutex] {
+        const std::lock_guard lock(mutex);
+        turn();
+    };
+}
+
 /// SQLite's own interface, with a connection of its own.
 class PlainInsert {
 public:
@@ -137,12 +146,8 @@ public:
     {
         const Inserts inserts = next(rows, batch);
         Mutex mutex;
-        add(row, inserts, onThreads(threads, rows / batch / threads, [&]() -> Turn {
-                return [turn = libraryTurn(inserts), &mutex] {
-                    const std::lock_guard lock(mutex);
-                    turn();
-                };
-            }));
+        add(row, inserts,
+            onThreads(threads, rows / batch / threads, [&] { return locked(mutex, libraryTurn(inserts)); }));
     }
 
     void plainThreads(const std::string &row, int threads, int rows)
@@ -153,12 +158,12 @@ public:
             }));
     }
 
-    void processes(const std::string &row, int processes, int rows, int batch = 1)
+    void processes(const std::string &row, int processes, int rows, int batch = 1, const QString &lockFile = {})
     {
         const Inserts inserts = next(rows, batch);
         add(row, inserts,
             onProcesses(processes, {QStringLiteral("--child"), m_file, QString::number(inserts.session),
-                                    QString::number(rows / processes), QString::number(batch)}));
+                                    QString::number(rows / processes), QString::number(batch), lockFile}));
     }
 
 private:
@@ -202,7 +207,13 @@ int child(const QStringList &arguments)
     const Inserts inserts{arguments.at(3).toInt(), arguments.at(4).toInt(), arguments.at(5).toInt()};
     if (!SQL::Database::initSQLite(arguments.at(2)))
         return 1;
-    reportTurns(inserts.rows / inserts.batch, libraryTurn(inserts));
+    const Turn turn = libraryTurn(inserts);
+    if (const QString &lockFile = arguments.at(6); lockFile.isEmpty()) {
+        reportTurns(inserts.rows / inserts.batch, turn);
+    } else {
+        FileLock lock(lockFile);
+        reportTurns(inserts.rows / inserts.batch, locked(lock, turn));
+    }
     delete SQL::DatabasePool::defaultPool();
     return 0;
 }
@@ -224,7 +235,7 @@ int main(int argc, char **argv)
     const int many = tiny ? 4 : 32;
     measureHandles(many, tiny ? 100 : 20000, tiny ? 1 : 15);
     {
-        const int rows = tiny ? 80 : 4000;
+        const int rows = tiny ? 40 : 4000;
         Sharing sharing("Inserts without a transaction into one SQLite file (wall time)", file);
         for (const int writers : {1, 2, 8})
             sharing.threads(counted(writers, "thread"), writers, rows);
@@ -233,7 +244,7 @@ int main(int argc, char **argv)
             sharing.processes(counted(writers, "process"), writers, rows);
     }
     {
-        const int rows = many * (tiny ? 20 : 400);
+        const int rows = many * (tiny ? 10 : 400);
         const int batch = tiny ? 10 : 100;
         const std::string batches = "in transactions of " + std::to_string(batch);
         Sharing sharing(
@@ -245,6 +256,8 @@ int main(int argc, char **argv)
         sharing.threadsInTurn<FairMutex>("threads, " + batches + ", under a fair mutex", many, rows, batch);
         sharing.processes("processes, each row by itself", many, rows);
         sharing.processes("processes, " + batches, many, rows, batch);
+        sharing.processes("processes, " + batches + ", under a file lock", many, rows, batch,
+                          folder.filePath(QStringLiteral("lock")));
     }
     delete SQL::DatabasePool::defaultPool();
     return 0;

@@ -9,10 +9,13 @@
 #include <QVector>
 
 #include <atomic>
+#include <fcntl.h>
 #include <future>
 #include <iostream>
 #include <memory>
+#include <sys/file.h>
 #include <thread>
+#include <unistd.h>
 
 namespace Tolm::Benchmarks {
 
@@ -114,6 +117,29 @@ void reportTurns(int turns, const Turn &turn)
     const Working working = takeTurns(turns, turn);
     QDataStream report(&output);
     report << working.begin << working.end << QVector<double>(working.turns.cbegin(), working.turns.cend()) << retries;
+}
+
+FileLock::FileLock(const QString &path)
+    : m_file(open(QFile::encodeName(path).constData(), O_RDWR | O_CREAT | O_CLOEXEC, 0600))
+{
+    if (m_file < 0)
+        qFatal("%s", qPrintable(path));
+}
+
+FileLock::~FileLock()
+{
+    close(m_file);
+}
+
+void FileLock::lock()
+{
+    while (flock(m_file, LOCK_EX) != 0) {
+    }
+}
+
+void FileLock::unlock()
+{
+    flock(m_file, LOCK_UN);
 }
 
 void countRetries()

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QString>
 #include <QStringList>
 
 #include <condition_variable>
@@ -58,6 +59,20 @@ private:
     std::condition_variable m_left{};
     unsigned long m_tickets = 0;
     unsigned long m_served = 0;
+};
+
+/// The same file for several processes: they wait for each other in the system and do not ask again and again.
+class FileLock {
+public:
+    explicit FileLock(const QString &path);
+    ~FileLock();
+    Q_DISABLE_COPY_MOVE(FileLock)
+
+    void lock();
+    void unlock();
+
+private:
+    int m_file;
 };
 
 } // namespace Tolm::Benchmarks
