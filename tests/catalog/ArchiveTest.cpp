@@ -66,10 +66,7 @@ protected:
         const auto page = [&](qint64 limit, qint64 offset) {
             const ResultList<Record> result = select(limit, offset);
             EXPECT_EQ(result.error, ResultCode::Ok);
-            QList<quint64> found;
-            for (const auto &record : result.list)
-                found.append(record->id());
-            return found;
+            return Tests::ids(result.list);
         };
         const QList<quint64> all = page(0, 2);
         EXPECT_EQ(all.size(), ids.size());

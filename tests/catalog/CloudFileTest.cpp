@@ -60,15 +60,9 @@ TEST_P(CloudFileTest, ReturnsEveryFieldAsItWasStored)
     EXPECT_EQ(stored(full, "date_modified_utc"), "20240131235959");
     EXPECT_EQ(stored(full, "date_deleted_utc"), "20240310023000");
 
-    // A new record's own defaults, and the empty beside the missing.
     const CloudFile plain = inserted(file("/data/plain"));
-    CloudFile empty = file("/data/empty");
-    empty.setCloudPath("");
-    empty = inserted(empty);
     EXPECT_EQ(readBack(plain.id()), shown(plain));
-    EXPECT_EQ(readBack(empty.id()), shown(empty));
     EXPECT_EQ(stored(plain, "cloud_path"), "NULL");
-    EXPECT_EQ(stored(empty, "cloud_path"), "");
     EXPECT_EQ(stored(plain, "date_deleted_utc"), "99999999999999");
     EXPECT_EQ(stored(plain, "date_modified_utc"), "0");
 

@@ -79,18 +79,6 @@ TEST_P(CloudFileVersionTest, ReturnsEveryFieldAsItWasStored)
     EXPECT_EQ(stored(plain, "date_backedup_utc"), isSQLite() ? "" : "NULL");
     EXPECT_EQ(stored(plain, "upload_id"), "NULL");
 
-    // The empty beside the missing, and a path as long as paths get.
-    CloudFileVersion empty = version(utc(2024, 1, 2));
-    empty.setPath('/' + incompressible(4000));
-    empty.setCloudPath("");
-    empty.setUploadId("");
-    empty.setVersionDelimiter("");
-    empty.setKdfsalt("");
-    empty = inserted(empty);
-    empty.setKdfsalt({});
-    EXPECT_EQ(readBack(empty.id()), shown(empty))
-        << "of texts, but not of bytes, the empty one is told from a null one";
-
     // A row of somebody else.
     m_database.sql("insert into cloud_file_versions (id, blocklevel_revision_isfull, is_broken) values (900, 2, 2)");
     const auto foreign = CloudFileVersion::selectById(900, m_connection);

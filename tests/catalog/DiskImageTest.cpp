@@ -58,13 +58,9 @@ protected:
         return versions;
     }
 
-    Ids ids(quint64 limit, quint64 offset, bool onlyDecryptable)
+    Ids page(quint64 limit, quint64 offset, bool onlyDecryptable)
     {
-        Ids ids;
-        const auto images = DiskImage::select(1, limit, offset, onlyDecryptable, m_connection);
-        for (const auto &image : images)
-            ids.append(image->id());
-        return ids;
+        return ids(DiskImage::select(1, limit, offset, onlyDecryptable, m_connection));
     }
 };
 TOLM_TEST_ON_EVERY_BACKEND(DiskImageTest);
@@ -145,7 +141,7 @@ TEST_P(DiskImageTest, FindsTheNewestImageOfATime)
     const auto undated = insertImage({}).id();
     EXPECT_EQ(newestAt(day(31)), newer);
     EXPECT_EQ(newestAt({}), undated);
-    EXPECT_EQ(ids(0, 0, false), Ids({older, newer, undated}));
+    EXPECT_EQ(page(0, 0, false), Ids({older, newer, undated}));
 }
 
 TEST_P(DiskImageTest, ListsTheImagesOfADestinationOldestFirst)
@@ -155,13 +151,13 @@ TEST_P(DiskImageTest, ListsTheImagesOfADestinationOldestFirst)
     const auto second = insertImage(day(2), true).id();
     const auto fourth = insertImage(day(4)).id();
     insertImage(day(2), true, 2);
-    EXPECT_EQ(ids(0, 0, false), Ids({first, second, third, fourth}));
-    EXPECT_EQ(ids(0, 0, true), Ids({first, third, fourth}));
-    EXPECT_EQ(ids(2, 1, false), Ids({second, third}));
-    EXPECT_EQ(ids(2, 1, true), Ids({third, fourth}));
-    EXPECT_EQ(ids(~quint64(0), 3, false), Ids({fourth}));
-    EXPECT_EQ(ids(1, ~quint64(0), true), Ids());
-    EXPECT_EQ(ids(0, 1, false), Ids());
+    EXPECT_EQ(page(0, 0, false), Ids({first, second, third, fourth}));
+    EXPECT_EQ(page(0, 0, true), Ids({first, third, fourth}));
+    EXPECT_EQ(page(2, 1, false), Ids({second, third}));
+    EXPECT_EQ(page(2, 1, true), Ids({third, fourth}));
+    EXPECT_EQ(page(~quint64(0), 3, false), Ids({fourth}));
+    EXPECT_EQ(page(1, ~quint64(0), true), Ids());
+    EXPECT_EQ(page(0, 1, false), Ids());
 
     // Destination 1 has images of both kinds, 2 only one to decrypt, 3 none.
     for (const quint64 destination : {1, 2, 3}) {
@@ -183,7 +179,7 @@ TEST_P(DiskImageTest, TakesItsLinksWithIt)
     EXPECT_TRUE(DiskImage(image).delete_(m_connection));
     EXPECT_EQ(linkedTo(image), Ids());
     EXPECT_EQ(linkedTo(other), Ids({8}));
-    EXPECT_EQ(ids(0, 0, false), Ids({other.id()}));
+    EXPECT_EQ(page(0, 0, false), Ids({other.id()}));
     EXPECT_EQ(count("cloud_file_versions"), 3);
     EXPECT_EQ(log.complaints(), QString());
 }
@@ -202,7 +198,7 @@ TEST_P(DiskImageTest, KeepsTheLinksOfAnImageThatCannotGo)
     const LogCapture log;
     EXPECT_FALSE(image.delete_(m_connection));
     EXPECT_EQ(linkedTo(image), Ids({7}));
-    EXPECT_EQ(ids(0, 0, false), Ids({image.id()}));
+    EXPECT_EQ(page(0, 0, false), Ids({image.id()}));
 }
 
 TEST_P(DiskImageTest, MovesLinksToTheVersionThatReplacesAnother)

@@ -186,4 +186,13 @@ QStringList each(const QList<QSharedPointer<Record>> &records, Getter getter)
     return values;
 }
 
+template <class Record>
+QList<quint64> ids(const QList<QSharedPointer<Record>> &records)
+{
+    QList<quint64> ids;
+    for (const QSharedPointer<Record> &record : records)
+        ids.append(record->id());
+    return ids;
+}
+
 } // namespace Tolm::Tests

@@ -7,7 +7,7 @@ namespace Tolm::SQL {
 namespace {
 
 using namespace Tests;
-using Ids = QVector<quint64>;
+using Ids = QList<quint64>;
 using Info::Plan::PlanResult;
 
 QDateTime march(int day, int hour = 12)
@@ -55,14 +55,6 @@ protected:
     }
 
     QString readBack(quint64 id) { return shown(SessionHistory::selectById(id, m_connection)); }
-
-    static Ids ids(const QList<QSharedPointer<SessionHistory>> &runs)
-    {
-        Ids ids;
-        for (const auto &run : runs)
-            ids.append(run->id());
-        return ids;
-    }
 
     const QUuid m_plan = QUuid::createUuid();
     const QUuid m_otherPlan = QUuid::createUuid();
