@@ -70,7 +70,7 @@ QString absolutePath(const QString &path)
     return QDir::cleanPath(QDir::current().absoluteFilePath(path));
 }
 
-void readArguments(const CommandSyntax &syntax, QStringList words, CommandLine &line)
+void readArguments(const CommandSyntax &syntax, const QStringList &words, CommandLine &line)
 {
     const QLatin1String argument(syntax.argument);
     const int least = syntax.argument ? QString(argument).split(QLatin1Char(' ')).size() + 1 : 1;

@@ -36,13 +36,15 @@ bool recordGeneration(const CommandLine &line)
     recorder.run();
 
     const RestorePoints &point = recorder.restorePoint();
-    const auto count = [](long long number) { return countText(static_cast<quint64>(number)); };
+    const auto files = [](long long number) { return countOf(static_cast<quint64>(number), QStringLiteral("file")); };
+    const auto folders = [](long long number) {
+        return countOf(static_cast<quint64>(number), QStringLiteral("folder"));
+    };
     print(QStringLiteral("Restore point %1, %2\n").arg(point.sequenceNumber()).arg(printable(line.argument)));
-    print(QStringLiteral("  recorded     %1 files, %2 folders, %3\n")
-              .arg(count(point.filesBackedUp()), count(point.foldersBackedUp()),
+    print(QStringLiteral("  recorded     %1, %2, %3\n")
+              .arg(files(point.filesBackedUp()), folders(point.foldersBackedUp()),
                    sizeText(static_cast<quint64>(point.newBytes()))));
-    print(QStringLiteral("  deleted      %1 files, %2 folders\n")
-              .arg(count(point.filesDeleted()), count(point.foldersDeleted())));
+    print(QStringLiteral("  deleted      %1, %2\n").arg(files(point.filesDeleted()), folders(point.foldersDeleted())));
     print(QStringLiteral("  unchanged    %1\n").arg(countOf(recorder.unchanged(), QStringLiteral("file"))));
     return recorder.unreadable() == 0;
 }

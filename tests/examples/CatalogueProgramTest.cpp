@@ -436,7 +436,7 @@ TEST_P(SQLiteCatalogueProgramTest, ListsAGenerationAsItStood)
     QThread::msleep(1100);
     write("a.txt", "1234", "2024-02-01T00:00:00");
     remove("sub");
-    EXPECT_TRUE(has(generation("record").out, "deleted      0 files, 1 folders"));
+    EXPECT_TRUE(has(generation("record").out, "deleted      0 files, 1 folder\n"));
 
     const QString now = list().out;
     EXPECT_TRUE(has(now, "4 bytes  2024-02-01 00:00:00"));
