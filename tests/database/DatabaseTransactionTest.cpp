@@ -68,7 +68,8 @@ TEST_P(DatabaseTransactionTest, IsPermanentOnceCommittedAndGoneOtherwise)
     } catch (const std::runtime_error &) {
         EXPECT_EQ(log.texts(QtDebugMsg), QStringList("DatabaseTransaction: rolled back, it was not committed"));
     }
-    EXPECT_EQ(stored(), "1 2 4");
+    EXPECT_EQ(insert(connection, 6), ResultCode::Ok);
+    EXPECT_EQ(stored(), "1 2 4 6");
 }
 
 TEST_P(DatabaseTransactionTest, SecondOneOfTheThreadIsRefusedAndTheFirstGoesOn)
