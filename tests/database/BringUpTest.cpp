@@ -226,7 +226,6 @@ protected:
     const CatalogueFolder m_folder;
 };
 TOLM_TEST_ON_POSTGRESQL(PostgreSqlBringUpTest);
-GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(PostgreSqlBringUpTest);
 
 TEST_P(PostgreSqlBringUpTest, MakesTheSchemaOnce)
 {

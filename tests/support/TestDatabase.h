@@ -95,6 +95,7 @@ protected:
                              testing::ValuesIn(Tolm::Tests::backend(Tolm::SQL::DatabaseType::SQLite)),                 \
                              Tolm::Tests::backendName)
 #define TOLM_TEST_ON_POSTGRESQL(Suite)                                                                                 \
+    GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(Suite);                                                              \
     INSTANTIATE_TEST_SUITE_P(Backends, Suite,                                                                          \
                              testing::ValuesIn(Tolm::Tests::backend(Tolm::SQL::DatabaseType::PostgreSQL)),             \
                              Tolm::Tests::backendName)
