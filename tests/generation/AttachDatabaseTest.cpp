@@ -6,6 +6,7 @@
 #include <QDir>
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace Tolm::SQL::Generation {
 namespace {
@@ -200,6 +201,21 @@ TEST_F(AttachDatabaseTest, AttachesOnceAndSurvivesTheLossOfItsPool)
     }
     EXPECT_EQ(QSqlDatabase::connectionNames().size(), before);
     expectWholeGeneration(m_marker);
+}
+
+TEST_F(AttachDatabaseTest, RefusesAFolderThatCannotBeWritten)
+{
+    constexpr uid_t Nobody = 65534;
+    const bool isRoot = geteuid() == 0; // whom permissions do not stop
+    ASSERT_EQ(chmod(qPrintable(m_folder.path()), 0555), 0);
+    ASSERT_TRUE(!isRoot || seteuid(Nobody) == 0);
+    const LogCapture log;
+    const int code = attach();
+    ASSERT_TRUE(!isRoot || seteuid(0) == 0);
+    ASSERT_EQ(chmod(qPrintable(m_folder.path()), 0755), 0);
+    EXPECT_EQ(code, ResultCode::Error);
+    EXPECT_EQ(log.count(QtCriticalMsg, "Error on open database: "), 1);
+    EXPECT_TRUE(QDir(m_folder.path()).isEmpty());
 }
 
 TEST_F(AttachDatabaseTest, RefusesWhatIsNoGeneration)
