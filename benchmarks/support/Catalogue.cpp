@@ -135,8 +135,8 @@ std::string samplePath(int number)
 
 std::string treePath(int number)
 {
-    return "/home/user/year-" + std::to_string(number / 10000) + "/month-" + std::to_string(number / 1000) +
-           "/folder-" + std::to_string(number / 100) + "/document-" + std::to_string(number) + ".txt";
+    return "/home/user/project-" + std::to_string(number / 1000) + "/module-" + std::to_string(number / 100 % 10) +
+           "/src/document-" + std::to_string(number) + ".txt";
 }
 
 } // namespace Tolm::Benchmarks

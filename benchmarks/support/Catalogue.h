@@ -251,7 +251,7 @@ constexpr char SampleFolder[] = "/home/user/documents/projects/report";
 std::string samplePath(int number);
 
 /// The file that each number stands for in a tree that grows: a hundred in each folder, which is as deep as that of
-/// samplePath().
+/// samplePath(). As in real trees, many folders have the same name: a look-up that goes by the name alone would show.
 std::string treePath(int number);
 
 } // namespace Tolm::Benchmarks

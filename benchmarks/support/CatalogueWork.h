@@ -23,8 +23,9 @@ using PathOf = std::function<std::string(int number)>;
 
 // ---- What the others run -------------------------------------------------------------------------------------------
 
-/// The same statements that the library runs for the first version of a new file: look for the file, for each folder of
-/// its path from the root (whose name is empty) on, make those that are missing, then the file and the version.
+/// The first version of a new file in as many statements as there are things to look at: the file, each folder of its
+/// path from the root (whose name is empty) on, those that are missing, the new file and the version. In samplePath()'s
+/// folder these are nine; the library looks several folders up in one.
 template <class Connection>
 class PlainNewFile {
 public:
