@@ -28,26 +28,33 @@ QStringList componentsOf(QString path)
     return path.split(QLatin1Char('/'));
 }
 
-constexpr std::array StepNames = {":name1", ":name2", ":name3", ":name4", ":name5", ":name6", ":name7", ":name8"};
-constexpr int MostSteps = static_cast<int>(StepNames.size());
+struct Step {
+    const char *destination;
+    const char *name;
+};
+
+constexpr std::array Steps = {Step{":destination1", ":name1"}, Step{":destination2", ":name2"},
+                              Step{":destination3", ":name3"}, Step{":destination4", ":name4"},
+                              Step{":destination5", ":name5"}, Step{":destination6", ":name6"},
+                              Step{":destination7", ":name7"}, Step{":destination8", ":name8"}};
 
 // Going down step by step takes a statement each, and on PostgreSQL a round trip; most of recording a new file was
-// that.
-QString selectBelowText(int steps)
+// that. The steps are nested and not joined: PostgreSQL's plan of a join reads every folder of a name, wherever it
+// lies.
+QString selectBelowText(std::size_t steps)
 {
-    QString tables = QStringLiteral("cloud_folders as f1");
-    QString conditions = QStringLiteral(
-        "f1.parent_id = :parent_id and f1.destination_id = :destination_id and f1.display_name = :name1");
-    for (int step = 2; step <= steps; ++step) {
-        tables += QStringLiteral(" cross join cloud_folders as f%1").arg(step);
-        conditions += QStringLiteral(" and f%1.parent_id = f%2.id and f%1.destination_id = f%2.destination_id and "
-                                     "f%1.display_name = :name%1")
-                          .arg(step)
-                          .arg(step - 1);
+    QString parent = QStringLiteral(":parent_id");
+    QString text;
+    for (std::size_t step = 0; step < steps; ++step) {
+        const bool isLast = step + 1 == steps;
+        text = QStringLiteral("select %1 from cloud_folders where parent_id = %2 and destination_id = %3 and "
+                              "display_name = %4%5")
+                   .arg(isLast ? QStringLiteral("id, parent_id, destination_id, display_name") : QStringLiteral("id"),
+                        parent, QLatin1String(Steps.at(step).destination), QLatin1String(Steps.at(step).name),
+                        isLast ? QStringLiteral(" limit 1") : QString());
+        parent = QLatin1Char('(') + text + QLatin1Char(')');
     }
-    return QStringLiteral("select f%1.id as id, f%1.parent_id as parent_id, f%1.destination_id as destination_id, "
-                          "f%1.display_name as display_name from %2 where %3 limit 1")
-        .arg(QString::number(steps), tables, conditions);
+    return text;
 }
 
 } // namespace
@@ -105,16 +112,18 @@ QSharedPointer<CloudFolder> CloudFolder::selectByFolderId(quint64 id, DatabaseCo
 bool CloudFolder::selectBelow(quint64 destinationId, quint64 parentId, const QStringList &names,
                               DatabaseConnection &connection)
 {
-    static const std::array<QString, MostSteps> texts = [] {
-        std::array<QString, MostSteps> list;
-        for (int steps = 1; steps <= MostSteps; ++steps)
-            list.at(static_cast<std::size_t>(steps - 1)) = selectBelowText(steps);
+    static const std::array<QString, Steps.size()> texts = [] {
+        std::array<QString, Steps.size()> list;
+        for (std::size_t steps = 1; steps <= list.size(); ++steps)
+            list.at(steps - 1) = selectBelowText(steps);
         return list;
     }();
     Statement statement(connection, texts.at(static_cast<std::size_t>(names.size() - 1)));
-    statement.bind(":parent_id", parentId).bind(":destination_id", destinationId);
-    for (int step = 0; step < names.size(); ++step)
-        statement.bind(StepNames.at(static_cast<std::size_t>(step)), names.at(step));
+    statement.bind(":parent_id", parentId);
+    for (int i = 0; i < names.size(); ++i) {
+        const Step &step = Steps.at(static_cast<std::size_t>(i));
+        statement.bind(step.destination, destinationId).bind(step.name, names.at(i));
+    }
     return selectInto(*this, statement, Columns::Table);
 }
 
@@ -123,8 +132,9 @@ QSharedPointer<CloudFolder> CloudFolder::select(quint64 destinationId, const QSt
 {
     const auto folder = QSharedPointer<CloudFolder>::create();
     const QStringList components = componentsOf(path);
-    for (int done = 0; done < components.size(); done += MostSteps) {
-        if (!folder->selectBelow(destinationId, folder->m_id, components.mid(done, MostSteps), connection))
+    constexpr int MostAtOnce = static_cast<int>(Steps.size());
+    for (int done = 0; done < components.size(); done += MostAtOnce) {
+        if (!folder->selectBelow(destinationId, folder->m_id, components.mid(done, MostAtOnce), connection))
             return nullptr;
     }
     return folder;

@@ -49,7 +49,7 @@ std::size_t StatementCache::SampleHash::operator()(const QString &text) const no
 {
     constexpr int Samples = 16;
     const int size = text.size();
-    std::size_t hash = static_cast<std::size_t>(size);
+    auto hash = static_cast<std::size_t>(size);
     for (int i = 0; i < Samples && i < size; ++i) {
         hash = hash * 31 + text.at(size - 1 - i).unicode();
         hash = hash * 31 + text.at(size / Samples * i).unicode();
