@@ -58,6 +58,21 @@ TEST_P(CloudFolderTest, MakesTheMissingStepsOfAPathOnce)
     EXPECT_EQ(made("C:")->parentId(), 0U);
 }
 
+TEST_P(CloudFolderTest, FindsFoldersHoweverDeepTheyLie)
+{
+    constexpr int Depth = 20;
+    made(QString("/a").repeated(Depth));
+    made("/b" + QString("/a").repeated(Depth));
+    for (int depth = 1; depth <= Depth; ++depth) {
+        const QString path = QString("/a").repeated(depth);
+        const auto folder = found(path);
+        ASSERT_TRUE(folder) << depth;
+        EXPECT_EQ(folder->selectPath(m_connection), path + '/');
+        EXPECT_EQ(found(path + "/b"), nullptr);
+    }
+    EXPECT_EQ(found(QString("/a").repeated(Depth + 1)), nullptr);
+}
+
 TEST_P(CloudFolderTest, KeepsEveryName)
 {
     const auto all = awkwardNames();
