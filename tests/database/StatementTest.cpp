@@ -238,14 +238,16 @@ TEST_P(SQLiteStatementTest, CacheDropsTheLongestUnused)
 {
     StatementCache cache;
     const QSqlQuery query(m_database.pool()->getConnection());
+    const auto prepared = [&](const QString &text) {
+        auto statement = std::make_unique<PreparedStatement>(query, text);
+        statement->epoch = cache.epoch();
+        statement->usable = true;
+        return statement;
+    };
     const auto use = [&](const QString &text) {
         auto statement = cache.take(text);
         const bool found = statement != nullptr;
-        if (!found)
-            statement = std::make_unique<PreparedStatement>(query, text);
-        statement->epoch = cache.epoch();
-        statement->usable = true;
-        cache.give(std::move(statement));
+        cache.give(found ? std::move(statement) : prepared(text));
         return found;
     };
     const auto select = [](int number) { return QString("select %1").arg(number); };
@@ -267,10 +269,23 @@ TEST_P(SQLiteStatementTest, CacheDropsTheLongestUnused)
     use(walk.arg(0));
     EXPECT_TRUE(use(walk.arg(0)));
 
+    // A place waits for its own statement, whatever comes meanwhile; a failed one gives it up.
     auto inUse = cache.take(select(3));
-    auto fresh = std::make_unique<PreparedStatement>(query, select(-2));
-    fresh->epoch = cache.epoch();
-    fresh->usable = true;
+    const auto *const first = inUse.get();
+    EXPECT_EQ(cache.take(select(3)), nullptr);
+    cache.give(prepared(select(3)));
+    for (int number = 0; number < 2 * StatementCache::Capacity; ++number)
+        use(QString("select 'other %1'").arg(number));
+    cache.give(std::move(inUse));
+    EXPECT_EQ(cache.size(), StatementCache::Capacity + StatementCache::ListCapacity);
+    inUse = cache.take(select(3));
+    ASSERT_EQ(inUse.get(), first);
+    inUse->usable = false;
+    cache.give(std::move(inUse));
+    EXPECT_FALSE(use(select(3)));
+
+    inUse = cache.take(select(3));
+    auto fresh = prepared(select(-2));
     cache.clear();
     cache.give(std::move(inUse));
     cache.give(std::move(fresh));
