@@ -160,7 +160,7 @@ TEST_P(DiskImageTest, ListsTheImagesOfADestinationOldestFirst)
     EXPECT_EQ(page(0, 1, false), Ids());
 
     // Destination 1 has images of both kinds, 2 only one to decrypt, 3 none.
-    for (const quint64 destination : {1, 2, 3}) {
+    for (const quint64 destination : {1U, 2U, 3U}) {
         EXPECT_EQ(DiskImage::hasData(destination, m_connection), destination == 1);
         EXPECT_EQ(DiskImage::hasEncryptedData(destination, m_connection), destination != 3);
     }

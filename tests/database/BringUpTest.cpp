@@ -48,7 +48,7 @@ protected:
 
     static void setMode(const QString &path, mode_t mode) { ASSERT_EQ(::chmod(qPrintable(path), mode), 0); }
 
-    const CatalogueFolder m_folder;
+    const CatalogueFolder m_folder{};
     const QStringList m_everyone{"666", "666", "666"};
 };
 
@@ -223,7 +223,7 @@ protected:
         return m_database.value("select count(*) from pg_tables where schemaname = current_schema()").toInt();
     }
 
-    const CatalogueFolder m_folder;
+    const CatalogueFolder m_folder{};
 };
 TOLM_TEST_ON_POSTGRESQL(PostgreSqlBringUpTest);
 

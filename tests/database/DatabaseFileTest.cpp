@@ -23,7 +23,7 @@ protected:
     QString path(const QString &name) const { return m_folder.path(name); }
     QString names() const { return QDir(path(".")).entryList(QDir::Files, QDir::Name).join(' '); }
 
-    const CatalogueFolder m_folder;
+    const CatalogueFolder m_folder{};
     const QString m_file = path("a.db");
 };
 

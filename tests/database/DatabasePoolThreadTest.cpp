@@ -87,7 +87,7 @@ TEST_P(DatabasePoolThreadTest, ChurnUnderSweepsLosesNothingAndClosesEverything)
     EXPECT_FALSE(log.mentions("still in use") || log.mentions("Unable to free statement"));
     const QStringList opened = log.texts(QtDebugMsg, "add new db connection");
     const QRegularExpression whole(
-        "^DatabasePool: add new db connection \\( \\{[\\w-]{36}\\} \\), current connection count: \\d+$");
+        R"(^DatabasePool: add new db connection \( \{[\w-]{36}\} \), current connection count: \d+$)");
     EXPECT_GE(opened.size(), Threads);
     EXPECT_EQ(opened.filter(whole).size(), opened.size());
 }

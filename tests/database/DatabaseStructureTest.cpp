@@ -36,7 +36,7 @@ protected:
         QStringList lines;
         for (const QString &query : isSQLite() ? sqlite : postgreSql)
             lines << m_database.rows(query);
-        return lines.replaceInStrings(QRegularExpression("\\b20\\d{12}\\b"), "(now)").join('\n') + '\n';
+        return lines.replaceInStrings(QRegularExpression(R"(\b20\d{12}\b)"), "(now)").join('\n') + '\n';
     }
 };
 TOLM_TEST_ON_EVERY_BACKEND(DatabaseStructureTest);

@@ -70,7 +70,7 @@ protected:
         EXPECT_EQ(m_folder.snapshot(), files);
     }
 
-    const CatalogueFolder m_folder;
+    const CatalogueFolder m_folder{};
 };
 
 TEST_F(RecoveryTest, ReplacesAFileThatIsNoDatabase)

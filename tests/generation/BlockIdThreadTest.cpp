@@ -53,7 +53,7 @@ TEST_F(BlockIdThreadTest, GivesEachIdOnceToThreadsAndProcesses)
     }
 
     std::sort(ids.begin(), ids.end());
-    std::vector<long long> expected((Threads + Processes) * Draws);
+    std::vector<long long> expected(static_cast<std::size_t>(Threads + Processes) * Draws);
     std::iota(expected.begin(), expected.end(), 1);
     EXPECT_EQ(ids, expected);
     EXPECT_EQ(sql("select count(*) from part_blocks where cast(address as text) = id"),

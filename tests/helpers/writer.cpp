@@ -23,7 +23,7 @@ bool record(const QString &path, DatabaseConnection &connection)
         CloudFileVersion version;
         version.setPath(path);
         version.setDateModified(QDateTime(QDate(2024, 3, 10), QTime(2, 30), Qt::UTC));
-        version.setSize(path.size());
+        version.setSize(static_cast<quint64>(path.size()));
         if (version.insert(1, connection))
             return true;
     }

@@ -305,7 +305,7 @@ TEST(FilePurgeRulesTest, ConsumeOneFilesVersionsFromTheFront)
     QList<QSharedPointer<CloudFileVersion>> fulls;
     for (int i = 0; i < 5; ++i) {
         const auto version = QSharedPointer<CloudFileVersion>::create();
-        version->setId(static_cast<quint64>(i + 1));
+        version->setId(static_cast<quint64>(i) + 1);
         version->setDateModified(i == 3 ? QDateTime() : now.addDays(-100 + i));
         version->setDateBackup(now.addDays(-10));
         fulls.append(version);
