@@ -341,6 +341,6 @@ int main(int argc, char **argv)
         compareWalks(table, Some, restorePoints, FewRounds);
     compareWalks(table, Most / 100, 1, FewRounds);
     compareWalks(table, Most, 1, 1);
-    compareWalks(table, Most, 200, 1);
+    compareWalks(table, Most, 200, FewRounds);
     return 0;
 }
