@@ -244,7 +244,7 @@ int main(int argc, char **argv)
             sharing.processes(counted(writers, "process"), writers, rows);
     }
     {
-        const int rows = many * (tiny ? 10 : 400);
+        const int rows = many * (tiny ? 10 : 200);
         const int batch = tiny ? 10 : 100;
         const std::string batches = "in transactions of " + std::to_string(batch);
         Sharing sharing(

@@ -144,15 +144,17 @@ void compareOperations(int argc, char **argv, const std::string &plainLocation)
     operations.compare();
 }
 
-// Both in the same tables, each with files of its own.
+// Both in the same tables, each with files of its own. The limit's round trips would take minutes.
 void compareFirstBackup(int files, const std::string &plainLocation)
 {
     QPointer<SQL::DatabasePool> &pool = SQL::DatabasePool::defaultPool();
     Postgres limit(plainLocation);
     Library library(pool);
+    constexpr int LimitsTurns = 10;
     Table table("First backup, PostgreSQL (wall time)");
     compareFirstBackups(table, files, limit, PlainNewFile<Postgres>(limit, treePath), library,
-                        NewFile(pool, [files](int number) { return treePath(files + number); }), wallSeconds);
+                        NewFile(pool, [files](int number) { return treePath(files + number); }), wallSeconds,
+                        LimitsTurns);
 }
 
 int measure(int argc, char **argv, const QString &server)
