@@ -24,6 +24,14 @@ QString withSlash(const QString &folderPath)
     return folderPath.endsWith(QLatin1Char('/')) ? folderPath : folderPath + QLatin1Char('/');
 }
 
+ResultValue<QStringList> pathsOf(const ResultList<Folders> &folders)
+{
+    QStringList paths;
+    for (const auto &folder : folders.list)
+        paths.append(folder->localPath());
+    return {paths, folders.error};
+}
+
 bool liesDirectlyIn(const QString &path, const QString &folderWithSlash)
 {
     return path.size() > folderWithSlash.size() && path.startsWith(folderWithSlash) &&
@@ -131,14 +139,14 @@ void FileListingRecursive::next(const QString &folderPath)
         return;
     m_pendingFiles.append(files.list);
 
-    const auto subfolders = range
-                                ? Folders::selectInFolder(folderPath, *range, connection)
-                                : Folders::selectInFolder(folderPath, m_restorePointIds, false, -1, -1, {}, connection);
+    const auto subfolders =
+        range ? Folders::selectPathsInFolder(folderPath, *range, connection)
+              : pathsOf(Folders::selectInFolder(folderPath, m_restorePointIds, false, -1, -1, {}, connection));
     if (failed(subfolders.error))
         return;
-    for (const auto &subfolder : subfolders.list) {
-        if (isToFollow(folderPath, subfolder->localPath()))
-            m_folderQueue.append(subfolder->localPath());
+    for (const QString &subfolder : subfolders.value) {
+        if (isToFollow(folderPath, subfolder))
+            m_folderQueue.append(subfolder);
     }
 }
 

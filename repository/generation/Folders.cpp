@@ -112,16 +112,21 @@ ResultPointer<Folders> Folders::select(const QString &localPath, const RestorePo
     return selectFirst<Folders>(statement, Columns::Table);
 }
 
-ResultList<Folders> Folders::selectInFolder(const QString &localPath, const RestorePointRange &restorePoints,
-                                            DatabaseConnection &connection)
+ResultValue<QStringList> Folders::selectPathsInFolder(const QString &localPath, const RestorePointRange &restorePoints,
+                                                      DatabaseConnection &connection)
 {
     static const QString text = QStringLiteral(
-        "WITH pd(id) as (select id from folders where local_path = :local_path) select MAX(d.id) as id, display_name, "
-        "parent_id, restore_point_id, deleted, metadata, local_path from folders as d, pd where d.parent_id = pd.id "
-        "and +d.restore_point_id between :first and :last group by d.local_path");
+        "WITH pd(id) as (select id from folders where local_path = :local_path) select d.local_path from folders as d, "
+        "pd where d.parent_id = pd.id and +d.restore_point_id between :first and :last group by d.local_path");
     Statement statement(connection, text);
     statement.bind(":local_path", localPath).bind(":first", restorePoints.first).bind(":last", restorePoints.last);
-    return selectAll<Folders>(statement, Columns::Table);
+    QStringList paths;
+    if (statement.exec() == ResultCode::Ok) {
+        while (statement.next())
+            paths.append(Stored::Text::load<QString>(statement.value(0)));
+    }
+    statement.finish();
+    return {statement.code() == ResultCode::Ok ? paths : QStringList(), statement.code()};
 }
 
 ResultList<Folders> Folders::selectInFolder(const QString &localPath, const QList<unsigned long long> &restorePointIds,

@@ -106,11 +106,12 @@ private:
     friend class FileListingRecursive;
     struct Columns;
 
-    // What the operations of these names find for the list of the range's restore points.
+    // What select() finds for the list of the range's restore points, and the paths of what selectInFolder() finds.
     static ResultPointer<Folders> select(const QString &localPath, const RestorePointRange &restorePoints,
                                          DatabaseConnection &connection);
-    static ResultList<Folders> selectInFolder(const QString &localPath, const RestorePointRange &restorePoints,
-                                              DatabaseConnection &connection);
+    static ResultValue<QStringList> selectPathsInFolder(const QString &localPath,
+                                                        const RestorePointRange &restorePoints,
+                                                        DatabaseConnection &connection);
 
     void takeMetadata(const std::optional<QJsonObject> &metadata)
     {
