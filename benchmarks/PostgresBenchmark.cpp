@@ -132,13 +132,13 @@ void compareOperations(int argc, char **argv, const std::string &plainLocation)
     insertSampleFolders(limit);
     insertSampleVersions(limit, hasArgument(argc, argv, "--tiny") ? Files / 50 : Files);
 
-    operations.add("first version of a new file", 0, 200, std::make_shared<PlainNewFile<Postgres>>(limit),
+    operations.add("first version of a new file", 0, 100, std::make_shared<PlainNewFile<Postgres>>(limit),
                    std::make_shared<NewFile>(pool));
-    operations.add("insert a file version", 2.5, 500, std::make_shared<PlainVersionInsert<Postgres>>(limit),
+    operations.add("insert a file version", 2.5, 300, std::make_shared<PlainVersionInsert<Postgres>>(limit),
                    std::make_shared<VersionInsert>(pool));
-    operations.add("select one version by id", 1.8, 1000, std::make_shared<PlainVersionSelect<Postgres>>(limit),
+    operations.add("select one version by id", 1.8, 500, std::make_shared<PlainVersionSelect<Postgres>>(limit),
                    std::make_shared<VersionSelect>(pool));
-    operations.add("list the 20 versions of a file", 1.7, 300, std::make_shared<PlainVersionList<Postgres>>(limit),
+    operations.add("list the 20 versions of a file", 1.7, 200, std::make_shared<PlainVersionList<Postgres>>(limit),
                    std::make_shared<VersionList>(pool));
     operations.addTransaction();
     operations.compare();
